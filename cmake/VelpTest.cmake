@@ -1,0 +1,20 @@
+# Tests: velp_add_test(NAME LABEL sources...) makes one GoogleTest program and registers its cases.
+#
+# Test programs link the libraries' objects statically, so that they reach what the shared libraries
+# hide and can wrap system calls with -Wl,--wrap.
+
+if(VELP_GTEST_FROM_SOURCE)
+  add_subdirectory(/usr/src/googletest ${PROJECT_BINARY_DIR}/googletest EXCLUDE_FROM_ALL SYSTEM)
+  add_library(GTest::gmock_main ALIAS gmock_main)
+else()
+  find_package(GTest REQUIRED)
+endif()
+include(GoogleTest)
+
+function(velp_add_test name label)
+  add_executable(${name} ${ARGN})
+  target_link_libraries(${name} PRIVATE velp_options velpmsg_testing velp_test_support GTest::gmock_main)
+  target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR} ${PROJECT_SOURCE_DIR}/tests)
+  gtest_discover_tests(${name} DISCOVERY_TIMEOUT 60 DISCOVERY_MODE PRE_TEST
+    PROPERTIES LABELS ${label} TIMEOUT 300)
+endfunction()
