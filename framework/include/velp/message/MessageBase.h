@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <iosfwd>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "velp/runtime/export.h"
@@ -40,11 +41,10 @@ class VELP_FRAMEWORK_API MessageBase {
   /// A copy on the heap, of the same class; the caller owns it.
   virtual MessageBase* clone() const = 0;
 
-  /// Writes the byte form at `cursor` and moves `cursor` behind it. Returns false and writes nothing
-  /// when it needs more than `capacity` bytes, or when `withBase` is false and the message has
-  /// nothing beyond its base. `withBase` false leaves out the part that all kinds share.
-  virtual bool writeToByteArray(unsigned char*& cursor, unsigned int capacity,
-                                bool withBase) const;
+  /// Writes the byte form at `cursor` and moves `cursor` behind it. Returns false and writes
+  /// nothing when it needs more than `capacity` bytes, or when `withBase` is false and the message
+  /// has nothing beyond its base. `withBase` false leaves out the part that all kinds share.
+  virtual bool writeToByteArray(unsigned char*& cursor, unsigned int capacity, bool withBase) const;
 
   /// Size in bytes of what writeToByteArray() writes.
   virtual std::uint64_t byteSize(bool withBase) const = 0;
@@ -65,6 +65,7 @@ class VELP_FRAMEWORK_API MessageBase {
 
   msgid_t getKind() const { return kind; }
   unsigned long long getContext() const { return context; }
+  void setContext(unsigned long long value) { context = value; }
   void setSourceChannel(const std::string& name) { sourceChannel = name; }
   const std::vector<unsigned char>& getRoute() const { return route; }
   void setRoute(std::vector<unsigned char> channels) { route = std::move(channels); }
@@ -73,8 +74,12 @@ class VELP_FRAMEWORK_API MessageBase {
   MessageBase(const MessageBase&) = default;
   MessageBase& operator=(const MessageBase&) = default;
   bool baseEquals(const MessageBase& other) const;
+  /// Size in bytes of the part of the byte form that all kinds share.
+  std::uint64_t baseSize() const;
 
  private:
+  void writeBase(unsigned char*& cursor) const;
+
   std::string sourceChannel;
   std::vector<unsigned char> route;  // channel numbers, two bytes each, big-endian
   msgid_t kind;
