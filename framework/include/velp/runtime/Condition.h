@@ -12,8 +12,8 @@
 /// A POSIX condition variable, used together with a Mutex that its user owns.
 ///
 /// A signal that finds nobody waiting is kept, and the next timed wait takes it and returns at once
-/// as if woken spuriously; untimed waits take nothing. Any wait may wake spuriously, so callers test
-/// their own state after each.
+/// as if woken spuriously; untimed waits take nothing. Any wait may wake spuriously, so callers
+/// test their own state after each.
 ///
 /// Threads:  any thread; call signal() with the waiters' mutex held, or a wake-up may be kept late.
 /// Blocks:   both waits, until a signal (or the time-out), with the mutex released meanwhile.
@@ -23,7 +23,9 @@ class VELP_FRAMEWORK_API Condition {
  public:
   /// Measures time-outs on the wall clock, CLOCK_REALTIME.
   Condition();
-  /// Measures time-outs on the POSIX clock `clock`: 1 is CLOCK_MONOTONIC, which no clock jump moves.
+  /// Measures time-outs on the POSIX clock `clock`: 1 is CLOCK_MONOTONIC, which no clock jump
+  /// moves. Throws VelException("cannot create condition") for a clock that the system cannot wait
+  /// on.
   explicit Condition(int clock);
   /// Throws VelException("cannot destroy condition") when the system refuses.
   ~Condition() noexcept(false);
@@ -37,8 +39,8 @@ class VELP_FRAMEWORK_API Condition {
   /// Throws VelException("cannot destroy condition"): the text is the destructor's, on purpose.
   void wait(Mutex& mutex) VELP_REQUIRES(mutex);
 
-  /// Waits for a signal, at most `relative` microseconds. Returns 0, or ETIMEDOUT when time ran out.
-  /// Throws VelException("cannot wait for condition with timeout").
+  /// Waits for a signal, at most `relative` microseconds. Returns 0, or ETIMEDOUT when time ran
+  /// out. Throws VelException("cannot wait for condition with timeout").
   [[nodiscard]] int wait(Mutex& mutex, unsigned long long relative) VELP_REQUIRES(mutex);
 
   /// Sets `deadline` to `relative` microseconds after now on this condition's clock, clamped to the
@@ -46,12 +48,14 @@ class VELP_FRAMEWORK_API Condition {
   [[nodiscard]] int getTimeout(timespec& deadline, unsigned long long relative) const;
 
  private:
+  bool takeKeptSignal();
+  int waitUntil(Mutex& mutex, const timespec& deadline) VELP_REQUIRES(mutex);
+
   // Constant after construction.
   const clockid_t clock;
 
-  // Own synchronisation. The two counters are read and written with the waiters' mutex held by
-  // every well-behaved caller; they are accessed atomically so that one who signals without it
-  // causes no data race.
+  // Own synchronisation. The last two are accessed with the waiters' mutex held by every
+  // well-behaved caller, and atomically, so that one who signals without it causes no data race.
   pthread_cond_t condition;
   unsigned int waiters = 0;
   bool signalKept = false;

@@ -14,8 +14,10 @@ enum faultCode_t : unsigned int {};
 class VELP_FRAMEWORK_API FaultUtil {
  public:
   /// The text of a fault record: `code=C active=0|1 time=T source="text1" info="text2"`, where
-  /// `active` tells a fault that came (true) from one that went, and `time` is in milliseconds since
-  /// 1970, 0 standing for "when it is received".
+  /// `active` tells a fault that came (true) from one that went, and `time` is in milliseconds
+  /// since 1970, 0 standing for "when it is received". In the two texts quotes, backslashes and all
+  /// bytes outside printable ASCII are written as \xHH, so that no text can forge a field; only NUL
+  /// characters stay as they are, for whoever sends the record to judge.
   static std::string getSysMsgErrorLogString(faultCode_t code, std::string source, bool active,
                                              std::string info, unsigned long long time);
 };

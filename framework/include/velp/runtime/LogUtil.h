@@ -9,8 +9,8 @@
 #include "velp/runtime/Mutex.h"
 #include "velp/runtime/export.h"
 
-/// Writes log lines to standard output, one at a time, flushed: level tag, class tag, "::", function
-/// name, "() ", text.
+/// Writes log lines to standard output, one at a time, flushed: level tag, class tag, "::",
+/// function name, "() ", text.
 ///
 ///     LogUtil::error("VelS", "sendRequestWaitForResponse", "Failed to send request");
 ///
@@ -55,8 +55,8 @@ class VELP_FRAMEWORK_API LogUtil {
 
 namespace velp {
 
-/// `text` with every byte outside printable ASCII, and every backslash, written as \xHH: for text
-/// from outside, so that nobody can forge a log line.
+/// `text` with every byte outside printable ASCII, and every backslash, written as \xHH in lower
+/// case ("a\nb" becomes "a\x0ab"): for text from outside, so that nobody can forge a log line.
 VELP_FRAMEWORK_API std::string escaped(const std::string& text);
 
 }  // namespace velp

@@ -16,7 +16,8 @@
 /// Fails:    never reports: the results of the POSIX calls are not checked.
 class VELP_FRAMEWORK_API VELP_CAPABILITY("mutex") Mutex {
  public:
-  Mutex();
+  /// Constant: a static Mutex works before any constructor has run.
+  constexpr Mutex() noexcept {}
   virtual ~Mutex();
   Mutex(const Mutex&) = delete;
   Mutex& operator=(const Mutex&) = delete;
@@ -28,5 +29,5 @@ class VELP_FRAMEWORK_API VELP_CAPABILITY("mutex") Mutex {
 
  private:
   friend class Condition;
-  pthread_mutex_t mutex;
+  pthread_mutex_t mutex = PTHREAD_MUTEX_INITIALIZER;
 };

@@ -68,6 +68,7 @@ T* Singleton<T>::getInstance() {
 
 template <typename T>
 Singleton<T>::Monitor::~Monitor() {
-  delete static_cast<Singleton<T>*>(pInstance);
-  pInstance = nullptr;
+  // Threads that still run may read pInstance, so it is accessed atomically here too.
+  delete static_cast<Singleton<T>*>(__atomic_load_n(&pInstance, __ATOMIC_ACQUIRE));
+  __atomic_store_n(&pInstance, nullptr, __ATOMIC_RELEASE);
 }

@@ -31,7 +31,7 @@ class VELP_FRAMEWORK_API Thread {
 
   /// The thread's body.
   virtual void threadCode() = 0;
-  /// The thread's name as the system shows it, at most 15 characters.
+  /// The thread's name as the system shows it, cut after 15 characters.
   virtual const char* getThreadName() const;
 
   /// The value of `handle` while no thread exists: all bits set.

@@ -37,7 +37,8 @@ class VELP_FRAMEWORK_API VelTimer {
 
   /// Calls `callback` every `interval` milliseconds until cancelled, or once if not `periodic`.
   /// Late ticks are not made up for in a burst. Returns the timer's handle, never that of another
-  /// live timer of the process, or 0 when refused: interval 0, empty callback, or 65,535 timers.
+  /// live timer of the process, or 0 when refused: interval 0, empty callback, 65,535 timers, or no
+  /// thread to be had.
   [[nodiscard]] unsigned short registerTimer(Callback callback, unsigned long long interval,
                                              unsigned short id, bool periodic);
 
@@ -46,6 +47,6 @@ class VELP_FRAMEWORK_API VelTimer {
   void cancelTimer(unsigned short handle);
 
  private:
-  class Client;
-  std::shared_ptr<Client> client;
+  // Whose registrations are whose: outlives the object while its last callback runs.
+  const std::shared_ptr<const void> identity;
 };
