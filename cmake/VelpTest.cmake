@@ -4,8 +4,8 @@
 # hide and can wrap system calls with -Wl,--wrap.
 
 if(VELP_GTEST_FROM_SOURCE)
+  set(INSTALL_GTEST OFF)
   add_subdirectory(/usr/src/googletest ${PROJECT_BINARY_DIR}/googletest EXCLUDE_FROM_ALL SYSTEM)
-  add_library(GTest::gmock_main ALIAS gmock_main)
 else()
   find_package(GTest REQUIRED)
 endif()
