@@ -63,7 +63,7 @@ buildWithCMake() {
 # compileWithPkgConfig PACKAGE SOURCE STANDARD
 compileWithPkgConfig() {
   local options
-  read -ra options < <(pkg-config --cflags --libs "$1")
+  read -ra options <<<"$(pkg-config --cflags --libs "$1")"
   "$cxx" "${flags[@]}" "$3" -Wall -Wextra -Wpedantic -Werror "$consumer/$2" "${options[@]}" \
     -o "$scratch/$(basename "$2" .cpp)"
 }
