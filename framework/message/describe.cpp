@@ -24,6 +24,19 @@ std::string sizeOf(std::size_t size) {
   return std::to_string(size) + (size == 1 ? " byte" : " bytes");
 }
 
+/// escaped() leaves quotes alone; here they would end the value.
+std::string escapedInQuotes(const std::string& text) {
+  std::string result;
+  for (const char character : escaped(text)) {
+    if (character == '"') {
+      result += "\\x22";
+    } else {
+      result += character;
+    }
+  }
+  return result;
+}
+
 }  // namespace
 
 std::string withDetails(std::string line, const std::string& details) {
@@ -32,7 +45,7 @@ std::string withDetails(std::string line, const std::string& details) {
 }
 
 std::string quoted(const std::string& text) {
-  const std::string shown = '"' + escaped(text.substr(0, shownText)) + '"';
+  const std::string shown = '"' + escapedInQuotes(text.substr(0, shownText)) + '"';
   return text.size() <= shownText ? shown : shown + "... of " + sizeOf(text.size());
 }
 
