@@ -48,7 +48,7 @@ class VELP_FRAMEWORK_API LogUtil {
   template <typename... Parts>
   static std::string join(const Parts&... parts) {
     std::ostringstream stream;
-    (stream << ... << parts);
+    static_cast<void>((stream << ... << parts));
     return stream.str();
   }
 };
