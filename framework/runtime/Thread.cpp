@@ -3,13 +3,13 @@
 // How a thread begins, and what happens when an exception leaves it.
 #include "velp/runtime/Thread.h"
 
-#include <cxxabi.h>
 #include <signal.h>
 
 #include <cstdlib>
 #include <exception>
 #include <string>
 
+#include "isForcedUnwind.h"
 #include "velp/runtime/LogUtil.h"
 
 namespace {
@@ -44,12 +44,10 @@ void* Thread::startWrapper(void* thread) {
   setName(name);
   try {
     self->threadCode();
-  } catch (const abi::__forced_unwind&) {
-    // pthread_exit() and cancellation unwind like an exception but must reach the thread's end.
-    throw;
   } catch (const std::exception& error) {
     endProcess(name, error.what());
   } catch (...) {
+    if (velp::isForcedUnwind()) throw;
     endProcess(name, "not a std::exception");
   }
   return nullptr;

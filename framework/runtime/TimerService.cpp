@@ -18,7 +18,6 @@
 // time, so at most one destructor waits for it, and one signal is enough.
 #include "TimerService.h"
 
-#include <cxxabi.h>
 #include <time.h>
 
 #include <atomic>
@@ -27,6 +26,7 @@
 #include <string>
 #include <vector>
 
+#include "isForcedUnwind.h"
 #include "velp/runtime/LogUtil.h"
 #include "velp/runtime/MutexLocker.h"
 
@@ -110,12 +110,10 @@ bool TimerService::Timer::runCallback() {
     const VelTimer::timerResult_t result = callback(due, id, wanted);
     if (wanted != 0) interval = wanted;
     return periodic && result != VelTimer::TIMER_STOP;
-  } catch (const abi::__forced_unwind&) {
-    // pthread_exit() ends the thread; swallowing its unwinding would end the process.
-    throw;
   } catch (const std::exception& error) {
     logFailure(id, error.what());
   } catch (...) {
+    if (isForcedUnwind()) throw;
     logFailure(id, "not a std::exception");
   }
   return false;
