@@ -1,0 +1,193 @@
+// SPDX-FileCopyrightText: libvelpmsg contributors
+// SPDX-License-Identifier: Apache-2.0
+// Log lines: form, order, flush, and what a failing standard output does.
+#include "velp/runtime/LogUtil.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <iomanip>
+#include <iostream>
+#include <streambuf>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "tests/support/LogCapture.h"
+#include "velp/runtime/MutexLocker.h"
+
+using testing::ElementsAre;
+using velp::test::LogCapture;
+
+namespace {
+
+bool logMutexIsHeld() {
+  if (!LogUtil::mutex.tryLock()) return true;
+  LogUtil::mutex.unlock();
+  return false;
+}
+
+// Takes the place of std::cout's buffer for a scope.
+class BufferSwap {
+ public:
+  explicit BufferSwap(std::streambuf& buffer) : previous(exchange(&buffer)) {}
+  ~BufferSwap() { exchange(previous); }
+  BufferSwap(const BufferSwap&) = delete;
+  BufferSwap& operator=(const BufferSwap&) = delete;
+
+ private:
+  static std::streambuf* exchange(std::streambuf* buffer) {
+    MutexLocker locker(LogUtil::mutex);
+    return std::cout.rdbuf(buffer);
+  }
+  std::streambuf* const previous;
+};
+
+// Notes what is done to it and whether the log mutex was held.
+class NotingBuffer : public std::streambuf {
+ public:
+  std::vector<std::string> events;
+
+ protected:
+  std::streamsize xsputn(const char* text, std::streamsize size) override {
+    note("write " + std::string(text, static_cast<std::size_t>(size)));
+    return size;
+  }
+  int sync() override {
+    note("flush");
+    return 0;
+  }
+
+ private:
+  void note(const std::string& event) {
+    events.push_back(event + (logMutexIsHeld() ? " locked" : " UNLOCKED"));
+  }
+};
+
+// Refuses everything.
+class FullBuffer : public std::streambuf {};
+
+// Takes the log mutex before other constructors run, as a static object that logs would.
+struct EarlyUser {
+  EarlyUser() { worked = !logMutexIsHeld(); }
+  bool worked;
+};
+__attribute__((init_priority(101))) EarlyUser earlyUser;
+
+}  // namespace
+
+TEST(LogUtil, WritesEachLevelWithItsTag) {
+  LogCapture capture;
+
+  LogUtil::debug("VelS", "f", "text");
+  LogUtil::info("VelH", "g", "text");
+  LogUtil::warning("PHR", "h", "text");
+  LogUtil::error("VelS", "~VelpMsgSender", "text");
+
+  EXPECT_THAT(capture.lines(),
+              ElementsAre("[DEBUG] VelS::f() text", "[INFO] VelH::g() text",
+                          "[WARNING] PHR::h() text", "[ERROR] VelS::~VelpMsgSender() text"));
+}
+
+TEST(LogUtil, EntryLineEndsBehindTheParentheses) {
+  LogCapture capture;
+
+  LogUtil::debug("VelS", "sendRequest");
+
+  EXPECT_EQ(capture.text(), "[DEBUG] VelS::sendRequest() \n");
+}
+
+TEST(LogUtil, JoinsThePartsOfTheText) {
+  LogCapture capture;
+
+  LogUtil::info("VelS", "f", "Tx done(", true, ") id=", 50, ' ', std::string("end"));
+
+  EXPECT_EQ(capture.text(), "[INFO] VelS::f() Tx done(1) id=50 end\n");
+}
+
+TEST(LogUtil, WritesTheWholeLineThenFlushesUnderTheMutex) {
+  NotingBuffer buffer;
+  {
+    const BufferSwap swap(buffer);
+    LogUtil::info("VelS", "f", "text");
+  }
+
+  EXPECT_THAT(buffer.events, ElementsAre("write [INFO] VelS::f() text\n locked", "flush locked"));
+  EXPECT_FALSE(logMutexIsHeld());
+}
+
+TEST(LogUtil, LinesOfDifferentThreadsNeverInterleave) {
+  LogCapture capture;
+  std::vector<std::thread> threads;
+  for (const char letter : {'a', 'b', 'c', 'd'}) {
+    threads.emplace_back([letter] {
+      for (int i = 0; i < 500; ++i) LogUtil::info("VelS", "f", std::string(200, letter));
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+
+  EXPECT_EQ(capture.lines().size(), 2000U);
+  for (const char letter : {'a', 'b', 'c', 'd'}) {
+    EXPECT_EQ(capture.count("[INFO] VelS::f() " + std::string(200, letter)), 500U);
+  }
+}
+
+TEST(LogUtil, IgnoresFormatsSetOnStandardOutput) {
+  LogCapture capture;
+  const auto flags = std::cout.flags();
+  std::cout << std::hex << std::setfill('*') << std::setw(60);
+
+  LogUtil::info("VelS", "f", 255);
+
+  std::cout.flags(flags);
+  std::cout << std::setw(0) << std::setfill(' ');
+  EXPECT_EQ(capture.text(), "[INFO] VelS::f() 255\n");
+}
+
+TEST(LogUtil, LineThatIsRefusedDoesNotSilenceTheNext) {
+  FullBuffer full;
+  {
+    const BufferSwap swap(full);
+    LogUtil::info("VelS", "f", "lost");
+    EXPECT_FALSE(std::cout.good());
+  }
+
+  LogCapture capture;
+  LogUtil::info("VelS", "f", "next");
+  EXPECT_THAT(capture.lines(), ElementsAre("[INFO] VelS::f() next"));
+}
+
+TEST(LogUtil, NeverThrowsEvenIfStandardOutputDoes) {
+  FullBuffer full;
+  const BufferSwap swap(full);
+  const auto exceptions = std::cout.exceptions();
+  std::cout.exceptions(std::ios_base::badbit);
+
+  EXPECT_NO_THROW(LogUtil::info("VelS", "f", "lost"));
+
+  EXPECT_FALSE(logMutexIsHeld());
+  std::cout.clear();
+  std::cout.exceptions(exceptions);
+}
+
+TEST(LogUtil, MutexWorksBeforeAnyConstructorHasRun) {
+  EXPECT_TRUE(earlyUser.worked);
+}
+
+TEST(Escaped, LeavesPrintableAsciiAlone) {
+  EXPECT_EQ(velp::escaped("az AZ 09 ~!\"'"), "az AZ 09 ~!\"'");
+  EXPECT_EQ(velp::escaped(""), "");
+}
+
+TEST(Escaped, WritesLineEndsAndOtherControlCharactersInHex) {
+  EXPECT_EQ(velp::escaped("a\nb"), "a\\x0ab");
+  EXPECT_EQ(velp::escaped("\r\t\x1b\x7f\x1f"), "\\x0d\\x09\\x1b\\x7f\\x1f");
+}
+
+TEST(Escaped, WritesBackslashesInHexSoThatNothingIsAmbiguous) {
+  EXPECT_EQ(velp::escaped("\\x0a"), "\\x5cx0a");
+}
+
+TEST(Escaped, WritesNulAndHighBytesInHex) {
+  EXPECT_EQ(velp::escaped(std::string("\0\x80\xff", 3)), "\\x00\\x80\\xff");
+}

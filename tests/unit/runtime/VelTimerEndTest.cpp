@@ -1,0 +1,376 @@
+// SPDX-FileCopyrightText: libvelpmsg contributors
+// SPDX-License-Identifier: Apache-2.0
+// Cancelling and destroying timers, also while their callback runs, and in a forked child.
+#include <gtest/gtest.h>
+#include <pthread.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <chrono>
+#include <cstdio>
+#include <future>
+#include <memory>
+#include <optional>
+#include <utility>
+
+#include "tests/support/Latch.h"
+#include "velp/runtime/VelTimer.h"
+
+using velp::test::Latch;
+
+namespace {
+
+using Interval = unsigned long long;
+using std::chrono::milliseconds;
+
+VelTimer::Callback arriving(Latch& latch) {
+  return [&latch](unsigned long long, unsigned short, Interval&) {
+    latch.arrive();
+    return VelTimer::TIMER_CONTINUE;
+  };
+}
+
+void awaitTicks(unsigned int ticks) {
+  Latch latch;
+  VelTimer timer;
+  ASSERT_NE(timer.registerTimer(arriving(latch), 1, 0, true), 0);
+  ASSERT_TRUE(latch.waitFor(ticks));
+}
+
+// A callback that stays inside until it is released.
+struct BlockedCallback {
+  VelTimer::Callback callback() {
+    return [this](unsigned long long, unsigned short, Interval&) {
+      entered.arrive();
+      EXPECT_TRUE(released.waitFor());
+      left = true;
+      return VelTimer::TIMER_CONTINUE;
+    };
+  }
+  Latch entered;
+  Latch released;
+  std::atomic<bool> left{false};
+};
+
+// Runs in a forked child: whether `action` succeeds there within the watchdog's time.
+template <typename Action>
+bool succeedsInChild(Action action) {
+  const pid_t child = fork();
+  if (child == 0) {
+    alarm(20);
+    _exit(action() ? 0 : 1);
+  }
+  int status = -1;
+  EXPECT_EQ(waitpid(child, &status, 0), child);
+  return WIFEXITED(status) && WEXITSTATUS(status) == 0;
+}
+
+// Exits after a callback ended the timer thread; says whether its stack was unwound.
+[[noreturn]] void exitAfterThreadEndedInCallback() {
+  struct Guard {
+    explicit Guard(Latch& latch) : latch(latch) {}
+    ~Guard() {
+      std::fputs("unwound\n", stderr);
+      latch.arrive();
+    }
+    Latch& latch;
+  };
+  Latch unwound;
+  VelTimer timer;
+  const auto ending = [&unwound](unsigned long long, unsigned short,
+                                 Interval&) -> VelTimer::timerResult_t {
+    const Guard guard(unwound);
+    pthread_exit(nullptr);
+  };
+  const bool registered = timer.registerTimer(ending, 1, 0, false) != 0;
+  _exit(registered && unwound.waitFor() ? 0 : 1);
+}
+
+}  // namespace
+
+// Threads in a child of a process with threads are refused by the thread sanitizer unless asked
+// for.
+extern "C" __attribute__((visibility("default"))) const char* __tsan_default_options() {
+  return "die_after_fork=0";
+}
+
+TEST(CancelTimer, NoTickStartsAfterTheReturn) {
+  Latch ticks;
+  VelTimer timer;
+  const unsigned short handle = timer.registerTimer(arriving(ticks), 1, 0, true);
+  ASSERT_TRUE(ticks.waitFor(3));
+
+  timer.cancelTimer(handle);
+  awaitTicks(1);  // One that was running has ended by then.
+  const unsigned int counted = ticks.count();
+  awaitTicks(10);
+
+  EXPECT_EQ(ticks.count(), counted);
+}
+
+TEST(CancelTimer, HandleZeroUnknownAndForeignHandlesAreHarmless) {
+  Latch ticks;
+  VelTimer timer;
+  VelTimer stranger;
+  const unsigned short handle = timer.registerTimer(arriving(ticks), 1, 0, true);
+
+  timer.cancelTimer(0);
+  timer.cancelTimer(static_cast<unsigned short>(handle + 1));
+  stranger.cancelTimer(handle);
+  const unsigned int counted = ticks.count();
+
+  EXPECT_TRUE(ticks.waitFor(counted + 3));
+}
+
+TEST(CancelTimer, TwiceIsHarmless) {
+  Latch ticks;
+  VelTimer timer;
+  const unsigned short handle = timer.registerTimer(arriving(ticks), 1, 0, true);
+
+  timer.cancelTimer(handle);
+  timer.cancelTimer(handle);
+
+  EXPECT_NE(timer.registerTimer(arriving(ticks), 1, 0, true), 0);
+}
+
+TEST(CancelTimer, DoesNotWaitForARunningCallback) {
+  BlockedCallback blocked;
+  VelTimer timer;
+  const unsigned short handle = timer.registerTimer(blocked.callback(), 1, 0, true);
+  ASSERT_TRUE(blocked.entered.waitFor());
+
+  timer.cancelTimer(handle);
+  EXPECT_FALSE(blocked.left);
+  blocked.released.arrive();
+  awaitTicks(10);
+
+  EXPECT_EQ(blocked.entered.count(), 1U);
+}
+
+TEST(CancelTimer, WorksFromInsideTheCallback) {
+  Latch ticks;
+  Latch registered;
+  unsigned short handle = 0;
+  VelTimer timer;
+
+  handle = timer.registerTimer(
+      [&](unsigned long long, unsigned short, Interval&) {
+        EXPECT_TRUE(registered.waitFor());
+        timer.cancelTimer(handle);
+        ticks.arrive();
+        return VelTimer::TIMER_CONTINUE;
+      },
+      1, 0, true);
+  registered.arrive();
+  ASSERT_TRUE(ticks.waitFor());
+  awaitTicks(10);
+
+  EXPECT_EQ(ticks.count(), 1U);
+}
+
+TEST(CancelTimer, HandleGivenAwayDuringTheCallbackStaysWithItsNewTimer) {
+  Latch first;
+  Latch second;
+  VelTimer timer;
+
+  // Cancels itself and registers timers until its handle has been given to a new one.
+  const auto replacing = [&](unsigned long long, unsigned short handle, Interval&) {
+    timer.cancelTimer(handle);
+    unsigned short given = 0;
+    while (given != handle) {
+      timer.cancelTimer(given);
+      given = timer.registerTimer(arriving(second), 1, 0, true);
+    }
+    first.arrive();
+    return VelTimer::TIMER_CONTINUE;
+  };
+  // The id tells the callback its handle, which is the one behind that of a probe.
+  const unsigned short probe = timer.registerTimer(arriving(second), ~0ULL, 0, true);
+  const auto next = static_cast<unsigned short>(probe == 65535 ? 1 : probe + 1);
+  ASSERT_EQ(timer.registerTimer(replacing, 1, next, true), next);
+
+  EXPECT_TRUE(second.waitFor(10));
+  EXPECT_EQ(first.count(), 1U);
+}
+
+TEST(RegisterTimer, WorksFromInsideACallback) {
+  Latch inner;
+  VelTimer timer;
+
+  ASSERT_NE(timer.registerTimer(
+                [&](unsigned long long, unsigned short, Interval&) {
+                  EXPECT_NE(timer.registerTimer(arriving(inner), 1, 0, false), 0);
+                  return VelTimer::TIMER_STOP;
+                },
+                1, 0, true),
+            0);
+
+  EXPECT_TRUE(inner.waitFor());
+}
+
+TEST(BlockedTimer, DelaysOthersOnlyWhileItRuns) {
+  BlockedCallback blocked;
+  Latch ticks;
+  VelTimer timer;
+  ASSERT_NE(timer.registerTimer(blocked.callback(), 1, 0, false), 0);
+  ASSERT_TRUE(blocked.entered.waitFor());
+
+  ASSERT_NE(timer.registerTimer(arriving(ticks), 1, 0, true), 0);
+  EXPECT_EQ(ticks.count(), 0U);
+  blocked.released.arrive();
+
+  EXPECT_TRUE(ticks.waitFor(3));
+}
+
+TEST(VelTimerEnd, CancelsAllItsTimers) {
+  Latch ticks;
+  {
+    VelTimer timer;
+    for (int i = 0; i < 5; ++i) ASSERT_NE(timer.registerTimer(arriving(ticks), 1, 0, true), 0);
+    ASSERT_TRUE(ticks.waitFor(10));
+  }
+  const unsigned int counted = ticks.count();
+  awaitTicks(10);
+
+  EXPECT_EQ(ticks.count(), counted);
+}
+
+TEST(VelTimerEnd, WaitsForARunningCallbackOfItsOwn) {
+  BlockedCallback blocked;
+  auto timer = std::make_unique<VelTimer>();
+  ASSERT_NE(timer->registerTimer(blocked.callback(), 1, 0, true), 0);
+  ASSERT_TRUE(blocked.entered.waitFor());
+
+  auto end = std::async(std::launch::async, [&] {
+    timer.reset();
+    return blocked.left.load();
+  });
+  EXPECT_EQ(end.wait_for(milliseconds(20)), std::future_status::timeout);
+  blocked.released.arrive();
+
+  EXPECT_TRUE(end.get());
+}
+
+TEST(VelTimerEnd, WaitsForACancelledCallbackThatStillRuns) {
+  BlockedCallback blocked;
+  auto timer = std::make_unique<VelTimer>();
+  const unsigned short handle = timer->registerTimer(blocked.callback(), 1, 0, true);
+  ASSERT_TRUE(blocked.entered.waitFor());
+  timer->cancelTimer(handle);
+
+  auto end = std::async(std::launch::async, [&] {
+    timer.reset();
+    return blocked.left.load();
+  });
+  EXPECT_EQ(end.wait_for(milliseconds(20)), std::future_status::timeout);
+  blocked.released.arrive();
+
+  EXPECT_TRUE(end.get());
+}
+
+TEST(VelTimerEnd, DoesNotWaitForTheCallbackOfAnother) {
+  BlockedCallback blocked;
+  VelTimer other;
+  ASSERT_NE(other.registerTimer(blocked.callback(), 1, 0, false), 0);
+  ASSERT_TRUE(blocked.entered.waitFor());
+
+  { VelTimer timer; }
+
+  EXPECT_FALSE(blocked.left);
+  blocked.released.arrive();
+}
+
+TEST(VelTimerEnd, MayComeFromInsideItsOwnCallback) {
+  Latch ticks;
+  const auto state = std::make_shared<int>(5);
+  auto timer = std::make_unique<VelTimer>();
+
+  ASSERT_NE(timer->registerTimer(
+                [&timer, &ticks, state](unsigned long long, unsigned short, Interval&) {
+                  timer.reset();
+                  EXPECT_EQ(*state, 5);  // The callback itself is still there.
+                  ticks.arrive();
+                  return VelTimer::TIMER_CONTINUE;
+                },
+                20, 0, true),
+            0);
+  ASSERT_TRUE(ticks.waitFor());
+  awaitTicks(10);
+
+  EXPECT_EQ(ticks.count(), 1U);
+  EXPECT_EQ(state.use_count(), 1);
+}
+
+TEST(VelTimerEnd, DestroysTheCallbacksToo) {
+  auto state = std::make_shared<int>(5);
+  const std::weak_ptr<int> watch = state;
+  Latch ticks;
+  {
+    VelTimer timer;
+    ASSERT_NE(timer.registerTimer(
+                  [&ticks, kept = std::move(state)](unsigned long long, unsigned short, Interval&) {
+                    ticks.arrive();
+                    return VelTimer::TIMER_CONTINUE;
+                  },
+                  1, 0, true),
+              0);
+    ASSERT_TRUE(ticks.waitFor(3));
+  }
+
+  EXPECT_TRUE(watch.expired());
+}
+
+TEST(VelTimerEnd, CallbackThatOwnsAVelTimerMayDieWithItsTimer) {
+  Latch ticks;
+  {
+    VelTimer timer;
+    const auto owned = std::make_shared<VelTimer>();
+    ASSERT_NE(owned->registerTimer(arriving(ticks), 1, 0, true), 0);
+    for (const bool periodic : {true, false}) {
+      ASSERT_NE(timer.registerTimer([owned](unsigned long long, unsigned short,
+                                            Interval&) { return VelTimer::TIMER_CONTINUE; },
+                                    1, 0, periodic),
+                0);
+    }
+    ASSERT_TRUE(ticks.waitFor(3));
+  }
+  const unsigned int counted = ticks.count();
+  awaitTicks(10);
+
+  EXPECT_EQ(ticks.count(), counted);
+}
+
+TEST(VelTimerDeathTest, CallbackThatEndsItsThreadDoesNotEndTheProcess) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+
+  EXPECT_EXIT(exitAfterThreadEndedInCallback(), testing::ExitedWithCode(0), "^unwound\n$");
+}
+
+TEST(VelTimerAfterFork, ChildsTimersWorkAnew) {
+  Latch parents;
+  VelTimer timer;
+  ASSERT_NE(timer.registerTimer(arriving(parents), 1, 0, true), 0);
+  ASSERT_TRUE(parents.waitFor(3));
+
+  EXPECT_TRUE(succeedsInChild([&timer] {
+    Latch ticks;
+    return timer.registerTimer(arriving(ticks), 1, 0, true) != 0 && ticks.waitFor(3);
+  }));
+  const unsigned int counted = parents.count();
+  EXPECT_TRUE(parents.waitFor(counted + 3));
+}
+
+TEST(VelTimerAfterFork, ChildDoesNotWaitForTheParentsRunningCallback) {
+  BlockedCallback blocked;
+  std::optional<VelTimer> timer(std::in_place);
+  const unsigned short handle = timer->registerTimer(blocked.callback(), 1, 0, true);
+  ASSERT_TRUE(blocked.entered.waitFor());
+
+  EXPECT_TRUE(succeedsInChild([&timer, handle] {
+    timer->cancelTimer(handle);
+    timer.reset();
+    return true;
+  }));
+  blocked.released.arrive();
+}
