@@ -16,8 +16,8 @@ class TransportSink {
  public:
   virtual ~TransportSink() = default;
 
-  /// A frame from the participant `source`, whose name the transport has proven; the bytes are valid
-  /// during the call only. Called inside Transport::receive(), on its thread. May call
+  /// A frame from the participant `source`, whose name the transport has proven; the bytes are
+  /// valid during the call only. Called inside Transport::receive(), on its thread. May call
   /// Transport::send(), also to the source. Returns false, with the reason, when the bytes are no
   /// message: the transport then counts and reports the frame as refused.
   virtual bool onFrame(const std::string& source, const unsigned char* bytes, std::size_t size,
@@ -28,7 +28,8 @@ class TransportSink {
                         const std::string& info) = 0;
 };
 
-/// A joined bus: its constructor (through the factory) takes the name, its destructor gives it back.
+/// A joined bus: its constructor (through the factory) takes the name, its destructor gives it
+/// back.
 ///
 /// Duties: order per sender and receiver, at most once, proven source; see docs/guarantees.md.
 class Transport {

@@ -3,13 +3,15 @@
 // One participant of a bus: a name, a transport, a reception thread and its callbacks.
 #pragma once
 
-#include <memory>
+#include <atomic>
 #include <set>
 #include <string>
 
 #include "velp/bus/VelpBusProxyCallback.h"
 #include "velp/message/MessageBase.h"
 #include "velp/runtime/export.h"
+
+class VelpBusProxy;
 
 namespace velp {
 
@@ -29,10 +31,10 @@ class VELP_FRAMEWORK_API Participant {
   Participant(const Participant&) = delete;
   Participant& operator=(const Participant&) = delete;
 
-  /// Joins the bus at `address` ("inproc:", "inproc:NAME", "local:", "local:DIR") as `name`: 1 to 48
-  /// of A-Z a-z 0-9 _ -. Throws VelException with a text that says what to do: EINVAL for a bad name
-  /// or address, EISCONN when already on a bus, EADDRINUSE when the name is taken, and the system's
-  /// error for a bus that cannot be used.
+  /// Joins the bus at `address` ("inproc:", "inproc:NAME", "local:", "local:DIR") as `name`: 1 to
+  /// 48 of A-Z a-z 0-9 _ -. Throws VelException with a text that says what to do: EINVAL for a bad
+  /// name or address, EISCONN when already on a bus, EADDRINUSE when the name is taken, and the
+  /// system's error for a bus that cannot be used.
   void connect(const std::string& name, const std::string& address);
   /// Leaves the bus; callbacks and filters stay registered. Harmless when not on one. Throws
   /// VelException(EDEADLK) when called from inside a callback.
@@ -50,13 +52,19 @@ class VELP_FRAMEWORK_API Participant {
   /// before setCallBack().
   void setRxFilter(VelpBusProxyCallback& callback, const std::set<msgid_t>& kinds);
 
-  /// Sends a copy of `message` to the participant named `target`. True when the receiver's transport
-  /// has the whole of it; false when it is absent, too far behind, or the message exceeds 16 MiB.
+  /// Sends a copy of `message` to the participant named `target`. True when the receiver's
+  /// transport has the whole of it; false when it is absent, too far behind, or the message exceeds
+  /// 16 MiB.
   bool sendTo(const std::string& target, const MessageBase& message);
 
  private:
   class Impl;
-  std::shared_ptr<Impl> impl;
+  friend class ::VelpBusProxy;
+
+  Impl& current();
+  void withdraw() noexcept;
+
+  std::atomic<Impl*> impl;
 };
 
 }  // namespace velp

@@ -1,0 +1,138 @@
+// SPDX-FileCopyrightText: libvelpmsg contributors
+// SPDX-License-Identifier: Apache-2.0
+// Calls the callbacks without holding a lock, and lets them be removed at any time.
+//
+// Callbacks may add and remove callbacks, send, and block, so no lock is held while one runs. A
+// round therefore asks for its next callback under the lock each time, by ticket: whoever was
+// removed meanwhile is passed over, whoever was added meanwhile waits for the next round. `running`
+// names the callback in progress; remove() waits for it to change, unless the caller is that very
+// call. Several threads may wait there, and the condition wakes one at a time, so each passes the
+// wake-up on.
+#include "bus/CallbackRegistry.h"
+
+#include <cxxabi.h>
+
+#include <algorithm>
+#include <exception>
+
+#include "velp/bus/StatusCode.h"
+#include "velp/runtime/LogUtil.h"
+#include "velp/runtime/MutexLocker.h"
+
+namespace velp {
+
+void CallbackRegistry::add(VelpBusProxyCallback& callback) {
+  MutexLocker locker(mutex);
+  const auto same = [&](const Registration& r) { return r.callback == &callback; };
+  if (std::any_of(registrations.begin(), registrations.end(), same)) return;
+  registrations.push_back({nextTicket++, &callback});
+}
+
+void CallbackRegistry::setFilter(VelpBusProxyCallback& callback, const std::set<msgid_t>& kinds) {
+  MutexLocker locker(mutex);
+  filters[&callback] = kinds;
+}
+
+void CallbackRegistry::remove(VelpBusProxyCallback& callback) {
+  MutexLocker locker(mutex);
+  forgetNoLock(callback);
+  if (running == &callback && pthread_equal(runner, pthread_self())) return;
+  while (running == &callback) callEnded.wait(mutex);
+  callEnded.signal();
+}
+
+void CallbackRegistry::forgetNoLock(VelpBusProxyCallback& callback) {
+  // The filter goes too: a later object at the same address must not inherit it.
+  filters.erase(&callback);
+  const auto same = [&](const Registration& r) { return r.callback == &callback; };
+  registrations.erase(std::remove_if(registrations.begin(), registrations.end(), same),
+                      registrations.end());
+}
+
+void CallbackRegistry::deliver(const MessageBase& message, const std::string& source,
+                               const std::string& receiver) {
+  const msgid_t kind = message.getKind();
+  callEach(&kind, [&](VelpBusProxyCallback& callback) {
+    callback.velpBusProxyCb(&message, source, receiver);
+  });
+}
+
+void CallbackRegistry::report(VelpBusProxyCallback::StatusCBType_t type, int code,
+                              const std::string& info) {
+  callEach(nullptr, [&](VelpBusProxyCallback& callback) {
+    callback.velpBusProxyStatusCb(type, code, info);
+  });
+}
+
+void CallbackRegistry::callEach(const msgid_t* kind, const Call& call) {
+  const std::uint64_t last = lastTicket();
+  std::uint64_t ticket = 0;
+  while (VelpBusProxyCallback* callback = beginCall(kind, ticket, last)) callOne(*callback, call);
+}
+
+std::uint64_t CallbackRegistry::lastTicket() {
+  MutexLocker locker(mutex);
+  return nextTicket - 1;
+}
+
+VelpBusProxyCallback* CallbackRegistry::beginCall(const msgid_t* kind, std::uint64_t& ticket,
+                                                  std::uint64_t last) {
+  MutexLocker locker(mutex);
+  for (const Registration& registration : registrations) {
+    if (registration.ticket <= ticket || registration.ticket > last) continue;
+    if (!wantsNoLock(registration.callback, kind)) continue;
+    ticket = registration.ticket;
+    running = registration.callback;
+    runner = pthread_self();
+    return running;
+  }
+  return nullptr;
+}
+
+bool CallbackRegistry::wantsNoLock(VelpBusProxyCallback* callback, const msgid_t* kind) const {
+  if (kind == nullptr) return true;
+  const auto filter = filters.find(callback);
+  return filter == filters.end() || filter->second.count(*kind) != 0;
+}
+
+void CallbackRegistry::endCall() {
+  MutexLocker locker(mutex);
+  running = nullptr;
+  callEnded.signal();
+}
+
+void CallbackRegistry::callOne(VelpBusProxyCallback& callback, const Call& call) {
+  try {
+    call(callback);
+    endCall();
+  } catch (const abi::__forced_unwind&) {
+    throw;
+  } catch (const std::exception& error) {
+    dropAfterThrow(callback, error.what());
+  } catch (...) {
+    dropAfterThrow(callback, "not a std::exception");
+  }
+}
+
+// A callback that threw may have left a lock of its own held: calling it again could stop the
+// reception thread for good.
+void CallbackRegistry::dropAfterThrow(VelpBusProxyCallback& callback, const std::string& what) {
+  {
+    MutexLocker locker(mutex);
+    forgetNoLock(callback);
+  }
+  endCall();
+  report(VelpBusProxyCallback::STATUS_ERROR, STATUS_CALLBACK_THREW,
+         "a callback threw and was taken off the bus: " + escaped(what));
+}
+
+// Two registries, one of them with a lock that may never be released: beyond the analysis.
+void CallbackRegistry::takeOver(CallbackRegistry& parents) VELP_NO_THREAD_SAFETY_ANALYSIS {
+  if (!parents.mutex.tryLock()) return;
+  registrations = parents.registrations;
+  filters = parents.filters;
+  nextTicket = parents.nextTicket;
+  parents.mutex.unlock();
+}
+
+}  // namespace velp

@@ -1,0 +1,85 @@
+// SPDX-FileCopyrightText: libvelpmsg contributors
+// SPDX-License-Identifier: Apache-2.0
+// Joining, leaving and sending.
+#include "bus/ParticipantImpl.h"
+
+#include <cerrno>
+#include <mutex>
+#include <utility>
+#include <vector>
+
+#include "bus/Transport.h"
+#include "velp/message/ByteForm.h"
+#include "velp/runtime/LogUtil.h"
+#include "velp/runtime/MutexLocker.h"
+#include "velp/runtime/VelException.h"
+
+namespace velp {
+
+namespace {
+
+void requireName(const std::string& name) {
+  if (isParticipantName(name)) return;
+  const std::string text =
+      "\"" + escaped(name) + "\" is no participant name: use 1 to 48 of A-Z a-z 0-9 _ -";
+  throw VelException(EINVAL, text.c_str());
+}
+
+}  // namespace
+
+Participant::Impl::~Impl() {
+  setLink(nullptr);
+}
+
+void Participant::Impl::connect(const std::string& name, const std::string& address) {
+  // Asked first and without a lock: inside a callback this process is on a bus, and the thread that
+  // holds lifeMutex may be waiting for that callback.
+  if (Link::isReceivingFor(registry)) refuseWhileConnected();
+  MutexLocker locker(lifeMutex);
+  if (!getName().empty()) refuseWhileConnected();
+  requireName(name);
+  setLink(std::make_unique<Link>(name, address, openTransport(name, address), registry));
+}
+
+void Participant::Impl::refuseWhileConnected() {
+  throw VelException(EISCONN, "already on a bus: disconnect() before joining another");
+}
+
+void Participant::Impl::disconnect() {
+  if (Link::isReceivingFor(registry)) {
+    throw VelException(EDEADLK,
+                       "disconnect() inside a bus callback would wait for itself: call it from "
+                       "another thread");
+  }
+  MutexLocker locker(lifeMutex);
+  setLink(nullptr);
+}
+
+// The old link ends outside the lock: its last callback may still send.
+void Participant::Impl::setLink(std::unique_ptr<Link> next) {
+  {
+    const std::unique_lock<std::shared_mutex> exclusive(linkMutex);
+    link.swap(next);
+  }
+  next.reset();
+}
+
+std::string Participant::Impl::getName() {
+  const std::shared_lock<std::shared_mutex> shared(linkMutex);
+  return link == nullptr ? std::string() : link->getName();
+}
+
+bool Participant::Impl::sendTo(const std::string& target, const MessageBase& message) {
+  if (!isParticipantName(target) || message.byteSize(true) > maxMessageSize) return false;
+  const std::vector<unsigned char> bytes = encodeMessage(message);
+  const std::shared_lock<std::shared_mutex> shared(linkMutex);
+  return link != nullptr && link->getTransport().send(target, bytes.data(), bytes.size());
+}
+
+void Participant::Impl::withdraw() noexcept {
+  // Exit waits for nobody: when the link is changing just now, its name is going anyway.
+  const std::shared_lock<std::shared_mutex> shared(linkMutex, std::try_to_lock);
+  if (shared.owns_lock() && link != nullptr) link->getTransport().withdraw();
+}
+
+}  // namespace velp
