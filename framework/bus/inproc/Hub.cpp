@@ -48,10 +48,6 @@ std::shared_ptr<Hub> Hub::get(const std::string& name) {
   return hub;
 }
 
-void Hub::forgetAll() noexcept {
-  ancestors = true;
-}
-
 std::shared_ptr<Inbox> Hub::join(const std::string& name) {
   MutexLocker locker(mutex);
   const auto [position, isNew] = inboxes.emplace(name, nullptr);
