@@ -1,0 +1,120 @@
+// SPDX-FileCopyrightText: libvelpmsg contributors
+// SPDX-License-Identifier: Apache-2.0
+// A client process: asks a service for its event list and prints it.
+#include <fmt/format.h>
+
+#include <CLI/CLI.hpp>
+#include <cstddef>
+#include <cstdio>
+#include <exception>
+#include <string>
+
+#include "EventTable.h"
+#include "velp/bus/VelpBusProxy.h"
+#include "velp/runtime/LogUtil.h"
+#include "velpmsg/VelpMsgSender.h"
+
+namespace {
+
+// What the exit status says.
+enum Outcome : int {
+  ANSWERED = 0,
+  USAGE = 1,  // also: the bus cannot be joined
+  ERROR_RESPONSE = 2,
+  ABSENT = 3,
+  NOT_AVAILABLE_RESPONSE = 4,
+  BUSY_RESPONSE = 5,
+  TIMED_OUT = 6,
+};
+
+struct Options {
+  std::string bus = "local:";
+  std::string name = "EventClient";
+  std::string service = "EventService";
+  unsigned short timeout = 5;
+  unsigned int id = VelpClientMessageBase::MSG_GET_EVENT_LIST;
+  std::size_t last = 1000;
+};
+
+void declare(CLI::App& app, Options& options) {
+  app.add_option("--bus", options.bus, "Bus to join: local: or local:DIR")->capture_default_str();
+  app.add_option("--name", options.name, "Own name on the bus")->capture_default_str();
+  app.add_option("--service", options.service, "Service to ask")->capture_default_str();
+  app.add_option("--timeout", options.timeout, "Seconds to wait for the answer")
+      ->capture_default_str();
+  app.add_option("--id", options.id, "Message ID of the request")->capture_default_str();
+  app.add_option("--last", options.last, "How many of the latest events to print")
+      ->capture_default_str();
+  app.footer(
+      "Exit status: 0 answered, 1 usage or no bus, 2 error response, 3 no such service,\n"
+      "4 not available, 5 busy, 6 time-out.");
+}
+
+Outcome tell(Outcome outcome, const std::string& text) {
+  fmt::print(stderr, "event-client: {}\n", text);
+  return outcome;
+}
+
+Outcome tellError(const Options& options, const VelpClientMessageResponse& response) {
+  const auto code = response.getErrorCode();
+  const std::string error = fmt::format("error {}", static_cast<unsigned int>(code));
+  switch (code) {
+    case VelpClientMessageResponse::ERROR_NOT_AVAILABLE:
+      return tell(NOT_AVAILABLE_RESPONSE,
+                  fmt::format("{} does not serve requests of ID {} ({}: not available)",
+                              options.service, options.id, error));
+    case VelpClientMessageResponse::ERROR_BUSY:
+      return tell(BUSY_RESPONSE,
+                  fmt::format("{} is still serving an earlier request of ID {} ({}: busy)",
+                              options.service, options.id, error));
+    default:
+      return tell(ERROR_RESPONSE, fmt::format("{} answered with {}: {}", options.service, error,
+                                              velp::escaped(response.getErrorText())));
+  }
+}
+
+Outcome printAnswer(const Options& options, const VelpClientMessageResponse& response) {
+  if (response.getStatus() == VelpClientMessageResponse::STATUS_ERROR) {
+    return tellError(options, response);
+  }
+  VelpMsgReqGetEventList list;
+  if (!list.initFromResponse(response)) {
+    return tell(ERROR_RESPONSE, options.service + " answered, but not with an event list");
+  }
+  fmt::print("{}", eventTable(list, options.last));
+  return ANSWERED;
+}
+
+Outcome ask(const Options& options) {
+  VelpBusProxy::getInstance()->connect(options.name, options.bus);
+  const auto id = static_cast<VelpClientMessageBase::velpMsgID_t>(options.id);
+  const VelpClientMessageRequest request(id, nullptr, 0);
+  VelpClientMessageResponse response;
+  switch (VelpMsgSender::getInstance()->sendRequestWaitForResponse(options.service, request,
+                                                                   response, options.timeout)) {
+    case -1:
+      return tell(ABSENT, fmt::format("{} is not on {}, or cannot take the request now (-1)",
+                                      options.service, options.bus));
+    case -2:
+      return tell(TIMED_OUT, fmt::format("{} took the request, but has not answered for {} s (-2)",
+                                         options.service, options.timeout));
+    default:
+      return printAnswer(options, response);
+  }
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  Options options;
+  CLI::App app("Asks a service for its event list and prints it as a table.");
+  try {
+    declare(app, options);
+    app.parse(argc, argv);
+    return ask(options);
+  } catch (const CLI::ParseError& error) {
+    return app.exit(error) == 0 ? 0 : USAGE;
+  } catch (const std::exception& error) {
+    return tell(USAGE, error.what());
+  }
+}

@@ -1,0 +1,119 @@
+// SPDX-FileCopyrightText: libvelpmsg contributors
+// SPDX-License-Identifier: Apache-2.0
+// A service process: serves the package manager's log as an event list until SIGTERM or SIGINT.
+#include <fmt/format.h>
+#include <signal.h>
+
+#include <CLI/CLI.hpp>
+#include <chrono>
+#include <cstdio>
+#include <exception>
+#include <fstream>
+#include <sstream>
+#include <string>
+#include <utility>
+
+#include "EventService.h"
+#include "PackageLog.h"
+
+namespace {
+
+struct Options {
+  std::string bus = "local:";
+  std::string name = "EventService";
+  std::string log = "/var/log/dpkg.log";
+  unsigned int delay = 0;
+  std::size_t limit = 1000;
+  bool generate = false;
+};
+
+void declare(CLI::App& app, Options& options) {
+  app.add_option("--bus", options.bus, "Bus to join: local: or local:DIR")->capture_default_str();
+  app.add_option("--name", options.name, "Name on the bus")->capture_default_str();
+  app.add_option("--log", options.log, "Log to serve; unknown lines are counted and skipped")
+      ->capture_default_str();
+  app.add_option("--delay", options.delay, "Milliseconds to take over each request")
+      ->capture_default_str();
+  app.add_option("--limit", options.limit, "How many of the latest events to serve")
+      ->capture_default_str();
+  app.add_flag("--generate", options.generate,
+               "Serve a generated log when the log is missing or holds no event");
+}
+
+// Whether there is a log to serve; tells on stderr what is odd about it.
+bool readLog(const Options& options, PackageLog& log) {
+  std::ifstream file(options.log);
+  if (file) log = readPackageLog(file);
+  if (log.skipped > 0) {
+    fmt::print(stderr, "event-service: skipped {} of {} lines of {}: unknown form\n", log.skipped,
+               log.skipped + log.events.size(), options.log);
+  }
+  if (file.is_open() && !log.events.empty()) return true;
+
+  const char* lacking = file.is_open() ? "holds no event" : "cannot be read";
+  if (options.generate) {
+    fmt::print(stderr, "event-service: {} {}: serving a generated log\n", options.log, lacking);
+    std::istringstream generated(generatePackageLog());
+    log = readPackageLog(generated);
+    return true;
+  }
+  if (file.is_open()) return true;
+  fmt::print(stderr,
+             "event-service: {} {}: name another log with --log, or serve a generated one with "
+             "--generate\n",
+             options.log, lacking);
+  return false;
+}
+
+void shorten(std::vector<VelpMsgReqGetEventList::Event>& events, std::size_t limit) {
+  const std::size_t cut = keepMostRecent(events, limit);
+  if (cut == 0) return;
+  fmt::print(stderr, "event-service: left out the {} oldest events: a list holds 65,535 bytes\n",
+             cut);
+}
+
+// The signals that end the service. main() blocks them before any other thread exists, so that
+// every thread inherits it and sigwait() gets them.
+sigset_t endSignals() {
+  sigset_t signals;
+  sigemptyset(&signals);
+  sigaddset(&signals, SIGTERM);
+  sigaddset(&signals, SIGINT);
+  return signals;
+}
+
+int serve(const Options& options) {
+  PackageLog log;
+  if (!readLog(options, log)) return 1;
+  shorten(log.events, options.limit);
+
+  const std::size_t count = log.events.size();
+  EventService service(std::move(log.events), std::chrono::milliseconds(options.delay));
+  service.join(options.name, options.bus);
+  fmt::print("ready: {} events, as {} on {}\n", count, options.name, options.bus);
+  std::fflush(stdout);
+
+  const sigset_t ends = endSignals();
+  int received = 0;
+  sigwait(&ends, &received);
+  return 0;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  const sigset_t ends = endSignals();
+  pthread_sigmask(SIG_BLOCK, &ends, nullptr);
+  Options options;
+  CLI::App app("Serves the package manager's log as an event list.");
+  try {
+    declare(app, options);
+    app.parse(argc, argv);
+    return serve(options);
+  } catch (const CLI::ParseError& error) {
+    return app.exit(error) == 0 ? 0 : 1;
+  } catch (const std::exception& error) {
+    fmt::print(stderr, "event-service: {}\n", error.what());
+    return 1;
+  }
+}
