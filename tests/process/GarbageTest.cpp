@@ -1,0 +1,32 @@
+// SPDX-FileCopyrightText: libvelpmsg contributors
+// SPDX-License-Identifier: Apache-2.0
+// A process that sends bytes that mean nothing.
+#include <gtest/gtest.h>
+
+#include "process/ChildProcess.h"
+#include "process/NumberedService.h"
+#include "process/PrivateBus.h"
+
+namespace velp::test {
+namespace {
+
+TEST(Garbage, IsDroppedAndReportedWhileHonestTrafficGoesOn) {
+  const PrivateBus bus;
+  ChildProcess service({VELP_PEERS "peer-service", "Service", bus.address()});
+  ASSERT_TRUE(service.waitForLine("ready"));
+  const Joined joined(bus.address());
+
+  for (unsigned int round = 0; round < 20; ++round) {
+    ChildProcess garbage({VELP_PEERS "peer-garbage", bus.getPath() + "/Service"});
+    VelpClientMessageResponse response;
+    EXPECT_EQ(VelpMsgSender::getInstance()->sendRequestWaitForResponse(
+                  "Service", numberedRequest(round), response, 20),
+              0);
+    EXPECT_TRUE(garbage.waitForLine("dropped"));
+    EXPECT_EQ(garbage.waitForEnd(), 0);
+    EXPECT_TRUE(service.waitForLine("[WARNING] VelH::velpBusProxyStatusCb() "));
+  }
+}
+
+}  // namespace
+}  // namespace velp::test
