@@ -57,5 +57,5 @@ bool VelpMsgSender::sendNoLock(const std::string& target, const MessageBase& mes
 }
 
 void VelpMsgSender::traceEntry(const char* function) const {
-  if (traceLevel > 1) LogUtil::debug(senderTag, function, "");
+  if (traceLevel > 1) LogUtil::debug(senderTag, function);
 }
