@@ -41,6 +41,7 @@ int VelpMsgSender::sendRequestWaitForResponse(const std::string& target,
   MutexLocker locker(requestMutex);
   clearWait();
   recordWait(target, request.getMsgID(), response);
+  // QUIRK(21): an exception leaves the record as it is, and so the request outstanding.
   const int result = sendAndWait(target, request, timeout);
   clearWait();
   return result;
@@ -77,8 +78,7 @@ int VelpMsgSender::sendAndWait(const std::string& target, const VelpClientMessag
 
 int VelpMsgSender::waitForFinal(const std::string& target, velpMsgID_t id, unsigned short timeout) {
   const unsigned long long duration = timeout * microsecondsPerSecond;
-  // QUIRK(9): the answer is looked for before waitMutex is taken, so its signal may come in
-  // between.
+  // QUIRK(9): the answer may come between this look for it and the lock of waitMutex.
   while (!isFinished()) {
     // QUIRK(7): every pass waits for the whole time-out again, whatever the last wake-up was for.
     if (waitForSignal(duration) == ETIMEDOUT) {
