@@ -10,11 +10,10 @@
 // wake-up on.
 #include "bus/CallbackRegistry.h"
 
-#include <cxxabi.h>
-
 #include <algorithm>
 #include <exception>
 
+#include "runtime/isForcedUnwind.h"
 #include "velp/bus/StatusCode.h"
 #include "velp/runtime/LogUtil.h"
 #include "velp/runtime/MutexLocker.h"
@@ -105,11 +104,10 @@ void CallbackRegistry::callOne(VelpBusProxyCallback& callback, const Call& call)
   try {
     call(callback);
     endCall();
-  } catch (const abi::__forced_unwind&) {
-    throw;
   } catch (const std::exception& error) {
     dropAfterThrow(callback, error.what());
   } catch (...) {
+    if (isForcedUnwind()) throw;
     dropAfterThrow(callback, "not a std::exception");
   }
 }

@@ -3,9 +3,9 @@
 // Inboxes, and the hubs of the process by name.
 #include "bus/inproc/Hub.h"
 
-#include <atomic>
+#include <utility>
 
-#include "bus/ForkGuard.h"
+#include "bus/PerProcess.h"
 #include "velp/runtime/MutexLocker.h"
 
 namespace velp {
@@ -15,30 +15,17 @@ namespace {
 constexpr std::size_t maxFrames = 65536;
 constexpr std::size_t maxBytes = 64u * 1024 * 1024;
 
-// Never destroyed: participants may still leave while static objects die.
 struct Hubs {
-  explicit Hubs(Hubs* before) : before(before) {}
   Mutex mutex;
   std::map<std::string, std::weak_ptr<Hub>> byName VELP_GUARDED_BY(mutex);
-  const unsigned int generation = forkGeneration();
-  Hubs* const before;  // the parent process's, kept reachable
 };
 
-std::atomic<Hubs*> hubs{nullptr};
-
-// A child after fork() starts anew: the parent's locks may be held by threads that are not there.
-Hubs& currentHubs() {
-  Hubs* present = hubs.load();
-  if (present != nullptr && present->generation == forkGeneration()) return *present;
-  auto fresh = std::make_unique<Hubs>(present);
-  if (hubs.compare_exchange_strong(present, fresh.get())) return *fresh.release();
-  return *present;
-}
+PerProcess<Hubs> hubs;
 
 }  // namespace
 
 std::shared_ptr<Hub> Hub::get(const std::string& name) {
-  Hubs& all = currentHubs();
+  Hubs& all = hubs.get();
   MutexLocker locker(all.mutex);
   std::shared_ptr<Hub> hub = all.byName[name].lock();
   if (hub == nullptr) {
