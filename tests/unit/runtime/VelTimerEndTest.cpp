@@ -53,6 +53,54 @@ struct BlockedCallback {
   std::atomic<bool> left{false};
 };
 
+// A timer whose callback cancels it and gives its handle to a new timer of interval `newInterval`
+// before it answers.
+class Replacement {
+ public:
+  Replacement(VelTimer::timerResult_t answer, Interval newInterval)
+      : answer(answer), newInterval(newInterval) {
+    // The callback is told its handle as its id: handles are given in turn.
+    const unsigned short probe = timer.registerTimer(arriving(ticks), ~0ULL, 0, true);
+    const auto next = static_cast<unsigned short>(probe == 65535 ? 1 : probe + 1);
+    EXPECT_EQ(timer.registerTimer([this](unsigned long long, unsigned short handle,
+                                         Interval&) { return replace(handle); },
+                                  1, next, true),
+              next);
+  }
+
+  Latch replaced;
+  Latch ticks;
+
+ private:
+  VelTimer::timerResult_t replace(unsigned short handle) {
+    timer.cancelTimer(handle);
+    unsigned short given = 0;
+    while (given != handle) {
+      timer.cancelTimer(given);
+      given = timer.registerTimer(arriving(ticks), newInterval, 0, true);
+    }
+    replaced.arrive();
+    return answer;
+  }
+
+  const VelTimer::timerResult_t answer;
+  const Interval newInterval;
+  VelTimer timer;
+};
+
+// Something a callback owns; its end takes until it is released.
+struct SlowToDie {
+  explicit SlowToDie(BlockedCallback& end) : end(end) {}
+  ~SlowToDie() {
+    end.entered.arrive();
+    EXPECT_TRUE(end.released.waitFor());
+    end.left = true;
+  }
+  SlowToDie(const SlowToDie&) = delete;
+  SlowToDie& operator=(const SlowToDie&) = delete;
+  BlockedCallback& end;
+};
+
 // Runs in a forked child: whether `action` succeeds there within the watchdog's time.
 template <typename Action>
 bool succeedsInChild(Action action) {
@@ -134,6 +182,19 @@ TEST(CancelTimer, TwiceIsHarmless) {
   EXPECT_NE(timer.registerTimer(arriving(ticks), 1, 0, true), 0);
 }
 
+TEST(CancelTimer, CallbackThatOwnsAVelTimerDiesWithoutTheServicesLock) {
+  VelTimer timer;
+  const unsigned short handle = timer.registerTimer(
+      [owned = std::make_shared<VelTimer>()](unsigned long long, unsigned short, Interval&) {
+        return VelTimer::TIMER_CONTINUE;
+      },
+      ~0ULL, 0, true);
+
+  timer.cancelTimer(handle);
+
+  awaitTicks(1);
+}
+
 TEST(CancelTimer, DoesNotWaitForARunningCallback) {
   BlockedCallback blocked;
   VelTimer timer;
@@ -169,29 +230,20 @@ TEST(CancelTimer, WorksFromInsideTheCallback) {
   EXPECT_EQ(ticks.count(), 1U);
 }
 
-TEST(CancelTimer, HandleGivenAwayDuringTheCallbackStaysWithItsNewTimer) {
-  Latch first;
-  Latch second;
-  VelTimer timer;
+TEST(CancelTimer, HandleGivenAwayDuringTheCallbackIsNotEndedWithIt) {
+  Replacement replacement(VelTimer::TIMER_STOP, 1);
 
-  // Cancels itself and registers timers until its handle has been given to a new one.
-  const auto replacing = [&](unsigned long long, unsigned short handle, Interval&) {
-    timer.cancelTimer(handle);
-    unsigned short given = 0;
-    while (given != handle) {
-      timer.cancelTimer(given);
-      given = timer.registerTimer(arriving(second), 1, 0, true);
-    }
-    first.arrive();
-    return VelTimer::TIMER_CONTINUE;
-  };
-  // The id tells the callback its handle, which is the one behind that of a probe.
-  const unsigned short probe = timer.registerTimer(arriving(second), ~0ULL, 0, true);
-  const auto next = static_cast<unsigned short>(probe == 65535 ? 1 : probe + 1);
-  ASSERT_EQ(timer.registerTimer(replacing, 1, next, true), next);
+  EXPECT_TRUE(replacement.ticks.waitFor(10));
+  EXPECT_EQ(replacement.replaced.count(), 1U);
+}
 
-  EXPECT_TRUE(second.waitFor(10));
-  EXPECT_EQ(first.count(), 1U);
+TEST(CancelTimer, HandleGivenAwayDuringTheCallbackDoesNotTickForIt) {
+  Replacement replacement(VelTimer::TIMER_CONTINUE, ~0ULL);
+  ASSERT_TRUE(replacement.replaced.waitFor());
+  awaitTicks(10);
+
+  EXPECT_EQ(replacement.ticks.count(), 0U);
+  EXPECT_EQ(replacement.replaced.count(), 1U);
 }
 
 TEST(RegisterTimer, WorksFromInsideACallback) {
@@ -234,6 +286,17 @@ TEST(VelTimerEnd, CancelsAllItsTimers) {
   awaitTicks(10);
 
   EXPECT_EQ(ticks.count(), counted);
+}
+
+TEST(VelTimerEnd, LeavesTheTimersOfOthersAlone) {
+  Latch ticks;
+  VelTimer other;
+  ASSERT_NE(other.registerTimer(arriving(ticks), 1, 0, true), 0);
+
+  { VelTimer timer; }
+  const unsigned int counted = ticks.count();
+
+  EXPECT_TRUE(ticks.waitFor(counted + 3));
 }
 
 TEST(VelTimerEnd, WaitsForARunningCallbackOfItsOwn) {
@@ -319,6 +382,27 @@ TEST(VelTimerEnd, DestroysTheCallbacksToo) {
   }
 
   EXPECT_TRUE(watch.expired());
+}
+
+TEST(VelTimerEnd, WaitsForACallbackThatIsBeingDestroyed) {
+  BlockedCallback end;
+  auto owned = std::make_shared<SlowToDie>(end);
+  auto timer = std::make_unique<VelTimer>();
+  ASSERT_NE(
+      timer->registerTimer([kept = std::move(owned)](unsigned long long, unsigned short,
+                                                     Interval&) { return VelTimer::TIMER_STOP; },
+                           1, 0, true),
+      0);
+  ASSERT_TRUE(end.entered.waitFor());
+
+  auto destroyed = std::async(std::launch::async, [&] {
+    timer.reset();
+    return end.left.load();
+  });
+  EXPECT_EQ(destroyed.wait_for(milliseconds(20)), std::future_status::timeout);
+  end.released.arrive();
+
+  EXPECT_TRUE(destroyed.get());
 }
 
 TEST(VelTimerEnd, CallbackThatOwnsAVelTimerMayDieWithItsTimer) {
