@@ -5,9 +5,11 @@
 // Callbacks may add and remove callbacks, send, and block, so no lock is held while one runs. A
 // round therefore asks for its next callback under the lock each time, by ticket: whoever was
 // removed meanwhile is passed over, whoever was added meanwhile waits for the next round. `running`
-// names the callback in progress; remove() waits for it to change, unless the caller is that very
-// call. Several threads may wait there, and the condition wakes one at a time, so each passes the
-// wake-up on.
+// names the callback in progress; remove() waits for the end of that call, unless the caller is
+// that very call. It waits for this one call and not for `running` to change: the callback may have
+// been registered again and be running again when the waiter gets to look. Each waiter has a
+// condition of its own: sharing one, a waiter for the next call could take the wake-up of a waiter
+// for this one.
 #include "bus/CallbackRegistry.h"
 
 #include <algorithm>
@@ -35,9 +37,14 @@ void CallbackRegistry::setFilter(VelpBusProxyCallback& callback, const std::set<
 void CallbackRegistry::remove(VelpBusProxyCallback& callback) {
   MutexLocker locker(mutex);
   forgetNoLock(callback);
-  if (running == &callback && pthread_equal(runner, pthread_self())) return;
-  while (running == &callback) callEnded.wait(mutex);
-  callEnded.signal();
+  if (running == &callback && !pthread_equal(runner, pthread_self())) waitForEndNoLock();
+}
+
+void CallbackRegistry::waitForEndNoLock() {
+  const std::uint64_t before = endedCalls;
+  const auto ended = std::make_shared<Condition>();
+  waiters.push_back(ended);
+  while (endedCalls == before) ended->wait(mutex);
 }
 
 void CallbackRegistry::forgetNoLock(VelpBusProxyCallback& callback) {
@@ -51,9 +58,11 @@ void CallbackRegistry::forgetNoLock(VelpBusProxyCallback& callback) {
 void CallbackRegistry::deliver(const MessageBase& message, const std::string& source,
                                const std::string& receiver) {
   const msgid_t kind = message.getKind();
-  callEach(&kind, [&](VelpBusProxyCallback& callback) {
+  const auto call = [&](VelpBusProxyCallback& callback) {
     callback.velpBusProxyCb(&message, source, receiver);
-  });
+  };
+  // By reference: a copy of the three references would not fit without an allocation.
+  callEach(&kind, std::ref(call));
 }
 
 void CallbackRegistry::report(VelpBusProxyCallback::StatusCBType_t type, int code,
@@ -97,7 +106,9 @@ bool CallbackRegistry::wantsNoLock(VelpBusProxyCallback* callback, const msgid_t
 void CallbackRegistry::endCall() {
   MutexLocker locker(mutex);
   running = nullptr;
-  callEnded.signal();
+  ++endedCalls;
+  for (const std::shared_ptr<Condition>& waiter : waiters) waiter->signal();
+  waiters.clear();
 }
 
 void CallbackRegistry::callOne(VelpBusProxyCallback& callback, const Call& call) {
@@ -107,7 +118,10 @@ void CallbackRegistry::callOne(VelpBusProxyCallback& callback, const Call& call)
   } catch (const std::exception& error) {
     dropAfterThrow(callback, error.what());
   } catch (...) {
-    if (isForcedUnwind()) throw;
+    if (isForcedUnwind()) {
+      endCall();
+      throw;
+    }
     dropAfterThrow(callback, "not a std::exception");
   }
 }

@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <functional>
 #include <map>
+#include <memory>
 #include <set>
 #include <string>
 #include <vector>
@@ -51,6 +52,7 @@ class CallbackRegistry {
   void callEach(const msgid_t* kind, const Call& call);
   VelpBusProxyCallback* beginCall(const msgid_t* kind, std::uint64_t& ticket, std::uint64_t last);
   void endCall();
+  void waitForEndNoLock() VELP_REQUIRES(mutex);
   void callOne(VelpBusProxyCallback& callback, const Call& call);
   void dropAfterThrow(VelpBusProxyCallback& callback, const std::string& what);
   void forgetNoLock(VelpBusProxyCallback& callback) VELP_REQUIRES(mutex);
@@ -58,13 +60,14 @@ class CallbackRegistry {
   std::uint64_t lastTicket();
 
   Mutex mutex;
-  Condition callEnded;
   std::vector<Registration> registrations VELP_GUARDED_BY(mutex);
   std::map<VelpBusProxyCallback*, std::set<msgid_t>> filters VELP_GUARDED_BY(mutex);
   std::uint64_t nextTicket VELP_GUARDED_BY(mutex) = 1;
-  // The callback that is being called, and by which thread.
+  // The callback that is being called, by which thread, and who waits for the end of that call.
   VelpBusProxyCallback* running VELP_GUARDED_BY(mutex) = nullptr;
   pthread_t runner VELP_GUARDED_BY(mutex) = 0;
+  std::vector<std::shared_ptr<Condition>> waiters VELP_GUARDED_BY(mutex);
+  std::uint64_t endedCalls VELP_GUARDED_BY(mutex) = 0;
 };
 
 }  // namespace velp

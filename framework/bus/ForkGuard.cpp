@@ -42,6 +42,10 @@ ForkGuard::Slot* addSlot(Transport& transport) {
   return slot;
 }
 
+// When the library is loaded: a process may fork before it joins a bus, while another of its
+// threads holds a lock of a participant's.
+[[maybe_unused]] const int registered = pthread_atfork(nullptr, nullptr, closeInChild);
+
 }  // namespace
 
 unsigned int forkGeneration() noexcept {
@@ -49,8 +53,6 @@ unsigned int forkGeneration() noexcept {
 }
 
 ForkGuard::ForkGuard(Transport& transport) {
-  static const int registered = pthread_atfork(nullptr, nullptr, closeInChild);
-  static_cast<void>(registered);
   slot = reuseSlot(transport);
   if (slot == nullptr) slot = addSlot(transport);
 }

@@ -23,14 +23,17 @@ Link::Link(std::string name, const std::string& address, std::unique_ptr<Transpo
       address(address),
       registry(registry),
       transport(std::move(transport)),
-      forkGuard(*this->transport) {
-  const int rc = pthread_create(&handle, nullptr, Thread::startWrapper, static_cast<Thread*>(this));
-  if (rc != 0) throw VelException(rc, "cannot start the bus's reception thread");
-}
+      forkGuard(*this->transport) {}
 
 Link::~Link() {
   transport->stop();
-  pthread_join(handle, nullptr);
+  if (started) pthread_join(handle, nullptr);
+}
+
+void Link::start() {
+  const int rc = pthread_create(&handle, nullptr, Thread::startWrapper, static_cast<Thread*>(this));
+  if (rc != 0) throw VelException(rc, "cannot start the bus's reception thread");
+  started = true;
 }
 
 bool Link::isReceivingFor(const CallbackRegistry& registry) {

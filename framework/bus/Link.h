@@ -13,17 +13,21 @@
 
 namespace velp {
 
-/// Receives on a thread named velp-bus from construction to destruction.
+/// Receives on a thread named velp-bus from start() to destruction.
 ///
-/// Threads:  transport() from any thread; made and destroyed by one, never the reception thread.
+/// Threads:  getTransport() from any thread; the rest from one, never the reception thread.
 /// Blocks:   the destructor, until the callback in progress has returned.
 /// Owns:     the transport and the thread; not the registry, which must live longer.
-/// Fails:    the constructor throws VelException when no thread can be started.
+/// Fails:    start() throws VelException when no thread can be started.
 class Link : private Thread, private TransportSink {
  public:
   Link(std::string name, const std::string& address, std::unique_ptr<Transport> transport,
        CallbackRegistry& registry);
   ~Link() override;
+
+  /// Begins to receive, with the report that the bus is joined. To be called once, when callbacks
+  /// can already send through this link.
+  void start();
 
   const std::string& getName() const { return name; }
   Transport& getTransport() { return *transport; }
@@ -45,6 +49,9 @@ class Link : private Thread, private TransportSink {
   CallbackRegistry& registry;
   const std::unique_ptr<Transport> transport;
   const ForkGuard forkGuard;
+
+  // Used by the owning thread only.
+  bool started = false;
 };
 
 }  // namespace velp

@@ -27,6 +27,22 @@ void requireName(const std::string& name) {
 
 }  // namespace
 
+// Keeps the link in place for the length of a call; there may be none.
+class Participant::Impl::LinkUse {
+ public:
+  explicit LinkUse(Impl& impl) : shared(impl.linkMutex, std::defer_lock) {
+    if (impl.linkChanging) return;
+    shared.lock();
+    link = impl.link.get();
+  }
+
+  Link* get() const { return link; }
+
+ private:
+  std::shared_lock<std::shared_mutex> shared;
+  Link* link = nullptr;
+};
+
 Participant::Impl::~Impl() {
   setLink(nullptr);
 }
@@ -38,7 +54,16 @@ void Participant::Impl::connect(const std::string& name, const std::string& addr
   MutexLocker locker(lifeMutex);
   if (!getName().empty()) refuseWhileConnected();
   requireName(name);
-  setLink(std::make_unique<Link>(name, address, openTransport(name, address), registry));
+  auto next = std::make_unique<Link>(name, address, openTransport(name, address), registry);
+  Link& joined = *next;
+  setLink(std::move(next));
+  // Only now: the first callback may already send.
+  try {
+    joined.start();
+  } catch (...) {
+    setLink(nullptr);
+    throw;
+  }
 }
 
 void Participant::Impl::refuseWhileConnected() {
@@ -58,22 +83,24 @@ void Participant::Impl::disconnect() {
 // The old link ends outside the lock: its last callback may still send.
 void Participant::Impl::setLink(std::unique_ptr<Link> next) {
   {
+    linkChanging = true;
     const std::unique_lock<std::shared_mutex> exclusive(linkMutex);
     link.swap(next);
+    linkChanging = false;
   }
   next.reset();
 }
 
 std::string Participant::Impl::getName() {
-  const std::shared_lock<std::shared_mutex> shared(linkMutex);
-  return link == nullptr ? std::string() : link->getName();
+  const LinkUse use(*this);
+  return use.get() == nullptr ? std::string() : use.get()->getName();
 }
 
 bool Participant::Impl::sendTo(const std::string& target, const MessageBase& message) {
   if (!isParticipantName(target) || message.byteSize(true) > maxMessageSize) return false;
   const std::vector<unsigned char> bytes = encodeMessage(message);
-  const std::shared_lock<std::shared_mutex> shared(linkMutex);
-  return link != nullptr && link->getTransport().send(target, bytes.data(), bytes.size());
+  const LinkUse use(*this);
+  return use.get() != nullptr && use.get()->getTransport().send(target, bytes.data(), bytes.size());
 }
 
 void Participant::Impl::withdraw() noexcept {

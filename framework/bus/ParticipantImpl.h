@@ -3,6 +3,7 @@
 // The inside of a participant.
 #pragma once
 
+#include <atomic>
 #include <memory>
 #include <shared_mutex>
 
@@ -35,6 +36,8 @@ class Participant::Impl {
   Impl* replaced = nullptr;
 
  private:
+  class LinkUse;
+
   void refuseWhileConnected();
   void setLink(std::unique_ptr<Link> next);
 
@@ -46,6 +49,9 @@ class Participant::Impl {
   // lock, since Mutex has no shared form; the analysis does not know it.
   std::shared_mutex linkMutex;
   std::unique_ptr<Link> link;
+  // Set while `link` changes, and read before the shared lock: new senders turn away, or a stream
+  // of them could keep the change out for ever.
+  std::atomic<bool> linkChanging{false};
 };
 
 }  // namespace velp

@@ -5,7 +5,9 @@
 
 #include <atomic>
 #include <cerrno>
+#include <chrono>
 
+#include "bus/ReportLimiter.h"
 #include "bus/Transport.h"
 #include "bus/inproc/Hub.h"
 #include "velp/bus/StatusCode.h"
@@ -15,6 +17,12 @@
 namespace velp {
 
 namespace {
+
+std::uint64_t monotonicMilliseconds() {
+  const auto now = std::chrono::steady_clock::now().time_since_epoch();
+  return static_cast<std::uint64_t>(
+      std::chrono::duration_cast<std::chrono::milliseconds>(now).count());
+}
 
 // A name is proven by construction: only its transport puts frames under it.
 class InprocTransport : public Transport {
@@ -49,20 +57,26 @@ class InprocTransport : public Transport {
     inbox->stop();
   }
 
-  void closeAfterFork() noexcept override {}
+  // Matters to a child forked inside a callback: its copy of the reception thread ends with that
+  // call, instead of waiting for frames that nobody can send.
+  void closeAfterFork() noexcept override { stopping = true; }
 
  private:
-  static void handOver(const Inbox::Frame& frame, TransportSink& sink) {
+  void handOver(const Inbox::Frame& frame, TransportSink& sink) {
     std::string reason;
     if (sink.onFrame(frame.source, frame.bytes.data(), frame.bytes.size(), reason)) return;
-    sink.onStatus(VelpBusProxyCallback::STATUS_WARNING, STATUS_FRAME_REFUSED,
-                  "refused a frame from " + frame.source + ": " + reason);
+    std::string text = "refused a frame from " + frame.source + ": " + reason;
+    if (!limiter.admit(monotonicMilliseconds(), text)) return;
+    sink.onStatus(VelpBusProxyCallback::STATUS_WARNING, STATUS_FRAME_REFUSED, text);
   }
 
   const std::string name;
   const std::shared_ptr<Hub> hub;
   const std::shared_ptr<Inbox> inbox;
   std::atomic<bool> stopping{false};
+
+  // Used by the reception thread only.
+  ReportLimiter limiter;
 };
 
 }  // namespace
