@@ -56,10 +56,20 @@ class VELPMSG_API VelpMsgHandler : public VelpBusProxyCallback, public Thread {
   /// Takes one response, whose text field names the participant that sent it.
   using ResponseCallback = boost::function<void(const VelpClientMessageResponse&)>;
 
+  /// What is registered for an ID of requests, and for one of responses.
+  struct RequestItem {
+    requestState_t state = NOT_AVAILABLE;
+    RequestCallback callback;
+  };
+  struct ResponseItem {
+    ResponseCallback callback;
+  };
+
   /// Makes the handler and starts its worker, which joins the bus's callbacks by itself. From trace
   /// level 1 the handler writes what it accepts and refuses, from 2 also what its worker does.
   explicit VelpMsgHandler(unsigned int traceLevel);
-  /// stop(); requests still queued are released without an answer.
+  /// stop(); requests still queued are released without an answer. Noexcept as its bases demand: a
+  /// condition that cannot be signalled or destroyed ends the process.
   ~VelpMsgHandler() noexcept override;
 
   /// Calls `callback` for requests of `id` and puts the ID in state `initialState`; replaces both
@@ -73,8 +83,13 @@ class VELPMSG_API VelpMsgHandler : public VelpBusProxyCallback, public Thread {
   requestState_t getRequestState(velpMsgID_t id);
   /// Sets the state of a registered ID; for any other it only writes a warning.
   void setRequestState(velpMsgID_t id, requestState_t state);
+  /// The same two for code that holds `mutex`, which derived classes reach; never from inside a
+  /// callback, which runs without it.
+  requestState_t getRequestStateNoLock(velpMsgID_t id) VELP_REQUIRES(mutex);
+  void setRequestStateNoLock(velpMsgID_t id, requestState_t state) VELP_REQUIRES(mutex);
 
-  /// Starts the worker unless it is running. Called by the constructor.
+  /// Starts the worker unless it is running. Called by the constructor; after stop() it starts a
+  /// new one, which serves what is still queued.
   void run();
   /// Ends the worker after the callback in progress and waits for it; does nothing when it is not
   /// running. Queued requests stay unanswered and their IDs BUSY. Not from inside a callback.
@@ -91,19 +106,6 @@ class VELPMSG_API VelpMsgHandler : public VelpBusProxyCallback, public Thread {
 
  protected:
   const char* getThreadName() const override;
-
-  /// getRequestState() for code that holds `mutex`.
-  requestState_t getRequestStateNoLock(velpMsgID_t id) VELP_REQUIRES(mutex);
-  /// setRequestState() for code that holds `mutex`.
-  void setRequestStateNoLock(velpMsgID_t id, requestState_t state) VELP_REQUIRES(mutex);
-
-  struct RequestItem {
-    requestState_t state = NOT_AVAILABLE;
-    RequestCallback callback;
-  };
-  struct ResponseItem {
-    ResponseCallback callback;
-  };
 
   // Constant after construction.
   const std::uint32_t traceLevel;
@@ -124,10 +126,6 @@ class VELPMSG_API VelpMsgHandler : public VelpBusProxyCallback, public Thread {
   void receiveResponse(const VelpClientMessageResponse& response, const std::string& source);
   requestState_t takeRequest(const VelpClientMessageRequest& request, const std::string& source);
   bool takeResponse(const VelpClientMessageResponse& response, const std::string& source);
-  requestState_t queueIfAvailable(const VelpClientMessageRequest& request,
-                                  const std::string& source) VELP_REQUIRES(mutex);
-  bool queueIfRegistered(const VelpClientMessageResponse& response, const std::string& source)
-      VELP_REQUIRES(mutex);
 
   void joinBus();
   void serve();
@@ -136,7 +134,7 @@ class VELPMSG_API VelpMsgHandler : public VelpBusProxyCallback, public Thread {
   void serveResponses() VELP_REQUIRES(mutex);
   requestState_t callBack(const VelpClientMessageRequest& request) VELP_REQUIRES(mutex);
   void callBack(const VelpClientMessageResponse& response) VELP_REQUIRES(mutex);
-  void clearRunning();
+  bool clearRunning();
   void join();
   bool hasThread();
 

@@ -9,6 +9,7 @@
 #include <boost/make_shared.hpp>
 
 #include "handler/HandlerLog.h"
+#include "handler/SignalLocker.h"
 #include "velpmsg/VelpMsgHandler.h"
 #include "velpmsg/VelpMsgSender.h"
 
@@ -48,26 +49,9 @@ void VelpMsgHandler::receiveRequest(const VelpClientMessageRequest& request,
       state == BUSY ? Response::ERROR_BUSY : Response::ERROR_NOT_AVAILABLE, nullptr, 0);
 }
 
-// Locks by hand, since a failed signal must leave with the lock held.
 requestState_t VelpMsgHandler::takeRequest(const VelpClientMessageRequest& request,
-                                           const std::string& source)
-    VELP_NO_THREAD_SAFETY_ANALYSIS {
-  mutex.lock();
-  requestState_t state = NOT_AVAILABLE;
-  try {
-    state = queueIfAvailable(request, source);
-  } catch (...) {
-    mutex.unlock();
-    throw;
-  }
-  // QUIRK(14): when the signal fails, its exception leaves with the mutex locked.
-  if (state == AVAILABLE) condition.signal();
-  mutex.unlock();
-  return state;
-}
-
-requestState_t VelpMsgHandler::queueIfAvailable(const VelpClientMessageRequest& request,
-                                                const std::string& source) {
+                                           const std::string& source) {
+  SignalLocker locker(mutex);
   const requestState_t state = getRequestStateNoLock(request.getMsgID());
   if (state != AVAILABLE) return state;
   // Copied before the state changes: want of memory must not leave the ID busy for nothing.
@@ -77,6 +61,7 @@ requestState_t VelpMsgHandler::queueIfAvailable(const VelpClientMessageRequest& 
     LogUtil::debug(handlerTag, function, "queue request from \"", source, "\"");
   }
   requestQueue.push(copy);
+  locker.signal(condition);
   return state;
 }
 
@@ -87,25 +72,9 @@ void VelpMsgHandler::receiveResponse(const VelpClientMessageResponse& response,
                  source, "\"");
 }
 
-// Locks by hand, like takeRequest().
 bool VelpMsgHandler::takeResponse(const VelpClientMessageResponse& response,
-                                  const std::string& source) VELP_NO_THREAD_SAFETY_ANALYSIS {
-  mutex.lock();
-  bool registered = false;
-  try {
-    registered = queueIfRegistered(response, source);
-  } catch (...) {
-    mutex.unlock();
-    throw;
-  }
-  // QUIRK(14): as in takeRequest().
-  if (registered) condition.signal();
-  mutex.unlock();
-  return registered;
-}
-
-bool VelpMsgHandler::queueIfRegistered(const VelpClientMessageResponse& response,
-                                       const std::string& source) {
+                                  const std::string& source) {
+  SignalLocker locker(mutex);
   if (responseMap.count(response.getAnsweredID()) == 0) return false;
   const auto copy = copyFrom(response, source);
   // QUIRK(12): one level higher than the line for requests.
@@ -113,6 +82,7 @@ bool VelpMsgHandler::queueIfRegistered(const VelpClientMessageResponse& response
     LogUtil::debug(handlerTag, function, "queue response from \"", source, "\"");
   }
   responseQueue.push(copy);
+  locker.signal(condition);
   return true;
 }
 

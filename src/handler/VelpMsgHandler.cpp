@@ -16,6 +16,7 @@
 #include "velpmsg/VelpMsgHandler.h"
 
 #include "handler/HandlerLog.h"
+#include "handler/SignalLocker.h"
 #include "velp/bus/VelpBusProxy.h"
 #include "velp/runtime/MutexLocker.h"
 #include "velp/runtime/MutexUnlocker.h"
@@ -41,9 +42,8 @@ const char* VelpMsgHandler::getThreadName() const {
 }
 
 void VelpMsgHandler::run() {
-  if (running) return;
-  running = true;
   MutexLocker locker(handleMutex);
+  if (running.exchange(true)) return;
   // Without a thread the handle must say so: a failed pthread_create leaves it undefined.
   if (pthread_create(&handle, nullptr, Thread::startWrapper, static_cast<Thread*>(this)) != 0) {
     handle = noThread();
@@ -126,18 +126,16 @@ void VelpMsgHandler::callBack(const VelpClientMessageResponse& response) {
 void VelpMsgHandler::stop() {
   if (!running) return;
   if (traceLevel >= 2) LogUtil::debug(handlerTag, "stop", "stop");
-  clearRunning();
-  join();
+  if (clearRunning()) join();
   if (traceLevel >= 2) LogUtil::debug(handlerTag, "stop", "done ");
 }
 
-// Locks by hand, since a failed signal must leave with the lock held.
-void VelpMsgHandler::clearRunning() VELP_NO_THREAD_SAFETY_ANALYSIS {
-  mutex.lock();
-  running = false;
-  // QUIRK(14): when the signal fails, its exception leaves with the mutex locked.
-  condition.signal();
-  mutex.unlock();
+// Of two threads that stop the handler at the same time, only one may join the worker.
+bool VelpMsgHandler::clearRunning() {
+  SignalLocker locker(mutex);
+  const bool wasRunning = running.exchange(false);
+  locker.signal(condition);
+  return wasRunning;
 }
 
 void VelpMsgHandler::join() {
