@@ -8,8 +8,8 @@ namespace velp {
 /// How many step texts there are: valid indexes are 0 to 33, any other means the empty text.
 constexpr unsigned short stepTextCount = 34;
 
-/// The step texts by index. The order is part of the protocol: an index means the same text to every
-/// requester, so entries are never reordered or removed.
+/// The step texts by index. The order is part of the protocol: an index means the same text to
+/// every requester, so entries are never reordered or removed.
 inline constexpr const char* const stepTexts[stepTextCount] = {
     "No info",
     "Delete files",
