@@ -13,6 +13,7 @@ bin=${1:?usage: demo.sh BIN [LOG]}
 log=${2:-/var/log/dpkg.log}
 service=
 client=
+client_name=
 dir=
 
 cleanup() {
@@ -31,7 +32,7 @@ if [ -t 1 ]; then bold=$'\e[1m' dim=$'\e[2m' plain=$'\e[0m'; else bold='' dim=''
 
 step() { printf '\n%s%s%s\n' "$bold" "$1" "$plain"; shift; printf '%s\n' "$@"; }
 fail() { printf '\ndemo: not as announced: %s\n' "$1" >&2; exit 1; }
-show() { sed -u "s/^/  ${dim}$1 |${plain} /"; }
+show() { sed -u "s/^/  ${dim}$(printf '%-7s' "$1") |${plain} /"; }
 
 # wait_for WORD...: shows what the service writes until a line starts with WORD.
 wait_for() {
@@ -54,10 +55,11 @@ start_service() {
   wait_for ready
 }
 
-# in_background NAME OPTION...: a client whose first request the service is serving on return.
+# in_background NAME OPTION...: a client whose request the service is serving on return.
 in_background() {
   "$bin/event-client" --bus "local:$dir" --name "$@" >"$dir/client.out" 2>&1 3>&- &
   client=$!
+  client_name=$1
   wait_for serving
 }
 
@@ -66,17 +68,17 @@ expect_background() {
   local status=0
   wait "$client" || status=$?
   client=
-  show client <"$dir/client.out"
-  [ $status -eq "$1" ] || fail "the client ended with status $status, not $1"
+  show "$client_name" <"$dir/client.out"
+  [ $status -eq "$1" ] || fail "$client_name ended with status $status, not $1"
 }
 
-# expect STATUS NAME OPTION...: a client ends with this status.
+# expect STATUS NAME OPTION...: a client whose request the service does not serve ends with STATUS.
 expect() {
   local wanted=$1
   shift
-  "$bin/event-client" --bus "local:$dir" --name "$@" 2>&1 3>&- | show client
+  "$bin/event-client" --bus "local:$dir" --name "$@" 2>&1 3>&- | show "$1"
   local status=${PIPESTATUS[0]}
-  [ "$status" -eq "$wanted" ] || fail "the client ended with status $status, not $wanted"
+  [ "$status" -eq "$wanted" ] || fail "$1 ended with status $status, not $wanted"
 }
 
 kill_service() {
@@ -89,12 +91,14 @@ dir=$(mktemp -d "${TMPDIR:-/tmp}/velp-demo.XXXXXX") || exit 1
 mkfifo -m 600 "$dir/service.out" || exit 1
 exec 3<>"$dir/service.out"
 printf 'A private bus: the directory %s, which only you may enter.\n' "$dir"
+printf 'Lines that begin with a tag such as [INFO] are the log of the library itself.\n'
 
 step '1. Ask for the event list' \
   'A service process joins the bus and a client process asks it for its events (message ID 50).' \
   'The service takes 0.7 s over each request, so that the next steps can look at it meanwhile.'
 start_service
-expect 0 Client1 --last 15
+in_background Client1 --last 15
+expect_background 0
 
 step '2. A busy service refuses by itself' \
   'Client2 asks while the request of Client1 is being served: the library answers it at once' \
@@ -122,6 +126,7 @@ step '6. A restarted service takes its name at once' \
   'The name was held by the process alone, so nothing has to be cleaned up: the service starts' \
   'again and answers.'
 start_service
-expect 0 Client1 --last 3
+in_background Client1 --last 3
+expect_background 0
 
 printf '\nEverything happened as announced. The processes end and the bus directory goes.\n'
