@@ -10,13 +10,18 @@
 namespace velp::test {
 namespace {
 
+constexpr const char* reportStart =
+    "[WARNING] VelH::velpBusProxyStatusCb() dropped the connection of a stranger ";
+
 TEST(Garbage, IsDroppedAndReportedWhileHonestTrafficGoesOn) {
   const PrivateBus bus;
   ChildProcess service({VELP_PEERS "peer-service", "Service", bus.address()});
   ASSERT_TRUE(service.waitForLine("ready"));
   const Joined joined(bus.address());
 
-  for (unsigned int round = 0; round < 20; ++round) {
+  // The first ten are reported one by one; of a flood that goes on, a report a second is left.
+  constexpr unsigned int reportedAtOnce = 10;
+  for (unsigned int round = 0; round < 2 * reportedAtOnce; ++round) {
     ChildProcess garbage({VELP_PEERS "peer-garbage", bus.getPath() + "/Service"});
     VelpClientMessageResponse response;
     EXPECT_EQ(VelpMsgSender::getInstance()->sendRequestWaitForResponse(
@@ -24,7 +29,9 @@ TEST(Garbage, IsDroppedAndReportedWhileHonestTrafficGoesOn) {
               0);
     EXPECT_TRUE(garbage.waitForLine("dropped"));
     EXPECT_EQ(garbage.waitForEnd(), 0);
-    EXPECT_TRUE(service.waitForLine("[WARNING] VelH::velpBusProxyStatusCb() "));
+    if (round < reportedAtOnce) {
+      EXPECT_TRUE(service.waitForLine(reportStart)) << "round " << round;
+    }
   }
 }
 
