@@ -1,13 +1,11 @@
 // SPDX-FileCopyrightText: libvelpmsg contributors
 // SPDX-License-Identifier: Apache-2.0
-// peer-exit NAME ADDRESS TARGET HOW: ends in the middle of its work.
+// peer-exit NAME ADDRESS TARGET HOW: ends with requests and answers in flight, in both directions.
 //
-//   return   main() returns with requests and answers in flight
-//   exit     exit() in a callback's neighbourhood: another thread calls it, the handler still works
-//   wait     main() returns while a thread waits for the answer to a request
+//   return   main() returns
+//   exit     another thread calls exit(); the handler is a static object
 #include <stdlib.h>
 
-#include <cstdio>
 #include <string>
 #include <thread>
 
@@ -26,25 +24,23 @@ void flood(const std::string& self, const std::string& target) {
   }
 }
 
-void waitForSilentService(const std::string& target) {
-  const VelpClientMessageRequest request(velp::test::silentID, nullptr, 0);
-  VelpClientMessageResponse response;
-  const int result =
-      VelpMsgSender::getInstance()->sendRequestWaitForResponse(target, request, response, 5);
-  std::printf("waited: %d\n", result);
+void serveAndFlood(velp::test::NumberedService& service, char** argv) {
+  service.getHandler().registerResponse(VelpClientMessageBase::MSG_GET_EVENT_LIST,
+                                        [](const VelpClientMessageResponse&) {});
+  VelpBusProxy::getInstance()->connect(argv[1], argv[2]);
+  flood(argv[1], argv[3]);
 }
 
 }  // namespace
 
 int main(int, char** argv) {
-  const std::string target = argv[3];
-  const std::string how = argv[4];
-  // Never destroyed: the process ends while it serves.
-  auto* service = new velp::test::NumberedService;
-  service->getHandler().registerResponse(VelpClientMessageBase::MSG_GET_EVENT_LIST,
-                                         [](const VelpClientMessageResponse&) {});
-  VelpBusProxy::getInstance()->connect(argv[1], argv[2]);
-  if (how == "wait") std::thread(waitForSilentService, target).detach();
-  flood(argv[1], target);
-  if (how == "exit") std::thread([] { exit(0); }).join();
+  // The sender is made before the service, so that it outlives a static one.
+  VelpMsgSender::getInstance();
+  if (argv[4] == std::string("exit")) {
+    static velp::test::NumberedService service;
+    serveAndFlood(service, argv);
+    std::thread([] { exit(0); }).join();
+  }
+  velp::test::NumberedService service;
+  serveAndFlood(service, argv);
 }
