@@ -5,6 +5,7 @@
 
 #include <atomic>
 #include <cerrno>
+#include <functional>
 #include <future>
 #include <new>
 #include <thread>
@@ -89,6 +90,18 @@ TEST_F(SynchronousRequest, LeavesItsLocksFreeWhenTheWaitFails) {
   std::thread([&] { result = send(20); }).join();
 
   EXPECT_EQ(result, 0);
+}
+
+TEST_F(SynchronousRequest, TakesNothingOverFromOneWhoseWaitFailed) {
+  hooks().condTimedWait = [](const timespec&) { return EPERM; };
+  EXPECT_THROW(send(1), VelException);
+  hooks() = Hooks();
+  answer();
+  response = Response();
+
+  EXPECT_EQ(send(0), -2);
+
+  EXPECT_EQ(response, Response());
 }
 
 TEST_F(SynchronousRequest, WaitsAgainAfterAWakeUpWithoutNews) {
@@ -182,16 +195,34 @@ TEST_F(Reception, LeavesItsLocksFreeWhenTheSignalFails) {
   EXPECT_EQ(send(1), 0);
 }
 
-class SendLock : public HookedSender {};
-
-TEST_F(SendLock, LetsOneMessageOutAtATime) {
-  std::atomic<int> inside{0};
-  std::atomic<int> most{0};
-  hooks().sendTo = [&](const MessageBase&) {
+class SendLock : public HookedSender {
+ protected:
+  // Counts the threads that are in here at once.
+  void passThrough() {
     const int now = ++inside;
     if (now > most) most = now;
     for (int i = 0; i < 10; ++i) std::this_thread::yield();
     --inside;
+  }
+
+  // Calls each a hundred times, in a thread of its own.
+  static void runTogether(const std::vector<std::function<void()>>& functions) {
+    std::vector<std::thread> threads;
+    for (const auto& function : functions) {
+      threads.emplace_back([&function] {
+        for (int i = 0; i < 100; ++i) function();
+      });
+    }
+    for (std::thread& thread : threads) thread.join();
+  }
+
+  std::atomic<int> inside{0};
+  std::atomic<int> most{0};
+};
+
+TEST_F(SendLock, LetsOneMessageOutAtATime) {
+  hooks().sendTo = [this](const MessageBase&) {
+    passThrough();
     return true;
   };
   constexpr auto code = Response::ERROR_BUSY;
@@ -210,13 +241,20 @@ TEST_F(SendLock, LetsOneMessageOutAtATime) {
       [] { sut().sendResponseProgress("Service", eventList, 1, ""); },
   };
 
-  std::vector<std::thread> threads;
-  for (const auto& send : sends) {
-    threads.emplace_back([&send] {
-      for (int i = 0; i < 100; ++i) send();
-    });
-  }
-  for (std::thread& thread : threads) thread.join();
+  runTogether(sends);
+
+  EXPECT_EQ(most, 1);
+}
+
+TEST_F(SendLock, LetsOneStringBeWrittenAtATime) {
+  sut().traceLevel = 2;
+  hooks().beforeLine = [this](const std::string&) { passThrough(); };
+  const auto write = [] {
+    std::vector<unsigned char> buf;
+    sut().setString(buf, 1, "abc");
+  };
+
+  runTogether({write, write, write});
 
   EXPECT_EQ(most, 1);
 }
@@ -246,6 +284,7 @@ TEST_F(Quirk, AnyWakeUpRearmsTheWholeTimeout) {
     clock_gettime(CLOCK_MONOTONIC, &time);
     return nanoseconds(time);
   };
+  const long long earliest = now() + 1'000'000'000;
   std::vector<long long> deadlines;
   hooks().condTimedWait = [&](const timespec& deadline) {
     deadlines.push_back(nanoseconds(deadline));
@@ -257,6 +296,7 @@ TEST_F(Quirk, AnyWakeUpRearmsTheWholeTimeout) {
   EXPECT_EQ(send(1), -2);
 
   ASSERT_EQ(deadlines.size(), 3u);
+  EXPECT_GE(deadlines[0], earliest);
   EXPECT_GE(deadlines[1] - deadlines[0], tenMilliseconds);
   EXPECT_GE(deadlines[2] - deadlines[1], tenMilliseconds);
 }

@@ -124,6 +124,14 @@ TEST_F(StringFields, GetStringReportsALengthPastTheEnd) {
   EXPECT_EQ(capture.count(badLine({1, 0, 'a'})), 1u);
 }
 
+TEST_F(StringFields, GetStringReportsALongFieldThatLacksOneCharacter) {
+  Bytes payload{0x01, 0x2C};
+  payload.insert(payload.end(), 299, 'x');
+
+  EXPECT_EQ(get(payload, 0, 2), "");
+  EXPECT_EQ(capture.count(badLine(payload)), 1u);
+}
+
 TEST_F(StringFields, GetStringWithoutRoomForTheLengthIsEmptyWithoutALine) {
   EXPECT_EQ(get({}, 0, 1), "");
   EXPECT_EQ(get({5}, 1, 1), "");
@@ -185,12 +193,13 @@ TEST_F(RequestLength, AsExpectedIsAcceptedInSilence) {
 }
 
 TEST_F(RequestLength, OtherThanExpectedIsAnsweredWithCode2) {
+  Peer requester("Requester");
   Request wrong = withPayload({1, 2, 3});
-  wrong.setText("Service");
+  wrong.setText("Requester");
 
   EXPECT_FALSE(sut().checkRequestLengthTxErrResponse(wrong, 4));
 
-  const Response answer = received();
+  const auto answer = requester.next<Response>();
   EXPECT_EQ(answer.getStatus(), Response::STATUS_ERROR);
   EXPECT_EQ(answer.getAnsweredID(), eventList);
   EXPECT_EQ(answer.getErrorCode(), Response::ERROR_WRONG_LENGTH);
