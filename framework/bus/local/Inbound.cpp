@@ -195,16 +195,22 @@ bool Inbound::takeFrame(const Connection& connection, ReceivedPacket& packet, Tr
     }
     frame = content.data();
   }
-  if (sink.onFrame(connection.name, frame, header->length, reason)) return true;
-  refuse(STATUS_FRAME_REFUSED, connection, reason);
-  return false;
+  if (!sink.onFrame(connection.name, frame, header->length, reason)) {
+    // Only the frame goes: its sender has been told that those behind it arrived.
+    reports.refusal(STATUS_FRAME_REFUSED,
+                    "refused a frame from " + describe(connection) + ": " + reason);
+  }
+  return true;
 }
 
 void Inbound::refuse(int code, const Connection& connection, const std::string& why) {
+  reports.refusal(code, "dropped the connection of " + describe(connection) + ": " + why);
+}
+
+std::string Inbound::describe(const Connection& connection) {
   const std::string who = connection.name.empty() ? "a stranger" : connection.name;
-  reports.refusal(code, "dropped the connection of " + who + " (process " +
-                            std::to_string(connection.pid) + ", user " +
-                            std::to_string(connection.uid) + "): " + why);
+  return who + " (process " + std::to_string(connection.pid) + ", user " +
+         std::to_string(connection.uid) + ")";
 }
 
 }  // namespace velp

@@ -55,6 +55,7 @@ class Inbound {
   bool takeFrame(const Connection& connection, ReceivedPacket& packet, TransportSink& sink);
   void endOlder(std::uint64_t id, const std::string& name, TransportSink& sink);
   void refuse(int code, const Connection& connection, const std::string& why);
+  static std::string describe(const Connection& connection);
 
   const BusDirectory& directory;
   const int listener;
