@@ -14,7 +14,7 @@ class LocalBus : public TestBus {
   std::string address() const override { return directory.address(); }
 
  private:
-  const PrivateBus directory;
+  PrivateBus directory;
 };
 
 std::unique_ptr<TestBus> makeLocalBus() {
