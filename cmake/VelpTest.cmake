@@ -13,7 +13,8 @@ include(GoogleTest)
 
 function(velp_add_test name label)
   add_executable(${name} ${ARGN})
-  target_link_libraries(${name} PRIVATE velp_options velpmsg_testing velp_test_support GTest::gmock_main)
+  target_link_libraries(${name} PRIVATE
+    velp_options velpmsg_testing velp_test_support GTest::gmock_main)
   target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR} ${PROJECT_SOURCE_DIR}/tests)
   gtest_discover_tests(${name} DISCOVERY_TIMEOUT 60 DISCOVERY_MODE PRE_TEST
     PROPERTIES LABELS ${label} TIMEOUT 300)
