@@ -58,7 +58,7 @@ class VELP_FRAMEWORK_API Participant {
   bool sendTo(const std::string& target, const MessageBase& message);
 
  private:
-  class Impl;
+  class VELP_FRAMEWORK_HIDDEN Impl;
   friend class ::VelpBusProxy;
 
   Impl& current();
