@@ -14,6 +14,7 @@
 
 #include <algorithm>
 #include <exception>
+#include <utility>
 
 #include "runtime/isForcedUnwind.h"
 #include "velp/bus/StatusCode.h"
@@ -25,13 +26,23 @@ namespace velp {
 void CallbackRegistry::add(VelpBusProxyCallback& callback) {
   MutexLocker locker(mutex);
   const auto same = [&](const Registration& r) { return r.callback == &callback; };
-  if (std::any_of(registrations.begin(), registrations.end(), same)) return;
-  registrations.push_back({nextTicket++, &callback});
+  const std::vector<Registration>& present = table->registrations;
+  if (std::any_of(present.begin(), present.end(), same)) return;
+  auto next = std::make_unique<Table>(*table);
+  next->registrations.push_back({next->nextTicket++, &callback});
+  putInPlaceNoLock(std::move(next));
 }
 
 void CallbackRegistry::setFilter(VelpBusProxyCallback& callback, const std::set<msgid_t>& kinds) {
   MutexLocker locker(mutex);
-  filters[&callback] = kinds;
+  auto next = std::make_unique<Table>(*table);
+  next->filters[&callback] = kinds;
+  putInPlaceNoLock(std::move(next));
+}
+
+void CallbackRegistry::putInPlaceNoLock(std::unique_ptr<const Table> next) {
+  current = next.get();
+  table.swap(next);
 }
 
 void CallbackRegistry::remove(VelpBusProxyCallback& callback) {
@@ -48,11 +59,13 @@ void CallbackRegistry::waitForEndNoLock() {
 }
 
 void CallbackRegistry::forgetNoLock(VelpBusProxyCallback& callback) {
+  auto next = std::make_unique<Table>(*table);
   // The filter goes too: a later object at the same address must not inherit it.
-  filters.erase(&callback);
+  next->filters.erase(&callback);
   const auto same = [&](const Registration& r) { return r.callback == &callback; };
-  registrations.erase(std::remove_if(registrations.begin(), registrations.end(), same),
-                      registrations.end());
+  std::vector<Registration>& all = next->registrations;
+  all.erase(std::remove_if(all.begin(), all.end(), same), all.end());
+  putInPlaceNoLock(std::move(next));
 }
 
 void CallbackRegistry::deliver(const MessageBase& message, const std::string& source,
@@ -80,13 +93,13 @@ void CallbackRegistry::callEach(const msgid_t* kind, const Call& call) {
 
 std::uint64_t CallbackRegistry::lastTicket() {
   MutexLocker locker(mutex);
-  return nextTicket - 1;
+  return table->nextTicket - 1;
 }
 
 VelpBusProxyCallback* CallbackRegistry::beginCall(const msgid_t* kind, std::uint64_t& ticket,
                                                   std::uint64_t last) {
   MutexLocker locker(mutex);
-  for (const Registration& registration : registrations) {
+  for (const Registration& registration : table->registrations) {
     if (registration.ticket <= ticket || registration.ticket > last) continue;
     if (!wantsNoLock(registration.callback, kind)) continue;
     ticket = registration.ticket;
@@ -99,8 +112,8 @@ VelpBusProxyCallback* CallbackRegistry::beginCall(const msgid_t* kind, std::uint
 
 bool CallbackRegistry::wantsNoLock(VelpBusProxyCallback* callback, const msgid_t* kind) const {
   if (kind == nullptr) return true;
-  const auto filter = filters.find(callback);
-  return filter == filters.end() || filter->second.count(*kind) != 0;
+  const auto filter = table->filters.find(callback);
+  return filter == table->filters.end() || filter->second.count(*kind) != 0;
 }
 
 void CallbackRegistry::endCall() {
@@ -138,13 +151,9 @@ void CallbackRegistry::dropAfterThrow(VelpBusProxyCallback& callback, const std:
          "a callback threw and was taken off the bus: " + escaped(what));
 }
 
-// Two registries, one of them with a lock that may never be released: beyond the analysis.
-void CallbackRegistry::takeOver(CallbackRegistry& parents) VELP_NO_THREAD_SAFETY_ANALYSIS {
-  if (!parents.mutex.tryLock()) return;
-  registrations = parents.registrations;
-  filters = parents.filters;
-  nextTicket = parents.nextTicket;
-  parents.mutex.unlock();
+void CallbackRegistry::takeOver(const CallbackRegistry& parents) {
+  MutexLocker locker(mutex);
+  putInPlaceNoLock(std::make_unique<Table>(*parents.current));
 }
 
 }  // namespace velp

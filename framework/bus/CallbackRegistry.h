@@ -5,6 +5,7 @@
 
 #include <pthread.h>
 
+#include <atomic>
 #include <cstdint>
 #include <functional>
 #include <map>
@@ -38,8 +39,9 @@ class CallbackRegistry {
   /// Reports to every callback in registration order.
   void report(VelpBusProxyCallback::StatusCBType_t type, int code, const std::string& info);
 
-  /// In the child after fork(): takes the registrations of `parents` over if its lock is free.
-  void takeOver(CallbackRegistry& parents);
+  /// In the child after fork(): takes the registrations of `parents` over, without its lock, which
+  /// a thread that is not there may hold.
+  void takeOver(const CallbackRegistry& parents);
 
  private:
   using Call = std::function<void(VelpBusProxyCallback&)>;
@@ -47,6 +49,11 @@ class CallbackRegistry {
   struct Registration {
     std::uint64_t ticket;
     VelpBusProxyCallback* callback;
+  };
+  struct Table {
+    std::vector<Registration> registrations;
+    std::map<VelpBusProxyCallback*, std::set<msgid_t>> filters;
+    std::uint64_t nextTicket = 1;
   };
 
   void callEach(const msgid_t* kind, const Call& call);
@@ -56,13 +63,14 @@ class CallbackRegistry {
   void callOne(VelpBusProxyCallback& callback, const Call& call);
   void dropAfterThrow(VelpBusProxyCallback& callback, const std::string& what);
   void forgetNoLock(VelpBusProxyCallback& callback) VELP_REQUIRES(mutex);
+  void putInPlaceNoLock(std::unique_ptr<const Table> next) VELP_REQUIRES(mutex);
   bool wantsNoLock(VelpBusProxyCallback* callback, const msgid_t* kind) const VELP_REQUIRES(mutex);
   std::uint64_t lastTicket();
 
   Mutex mutex;
-  std::vector<Registration> registrations VELP_GUARDED_BY(mutex);
-  std::map<VelpBusProxyCallback*, std::set<msgid_t>> filters VELP_GUARDED_BY(mutex);
-  std::uint64_t nextTicket VELP_GUARDED_BY(mutex) = 1;
+  // Never changed, but replaced: at whatever moment the process forks, `current` is a whole table.
+  std::unique_ptr<const Table> table VELP_GUARDED_BY(mutex) = std::make_unique<Table>();
+  std::atomic<const Table*> current{table.get()};
   // The callback that is being called, by which thread, and who waits for the end of that call.
   VelpBusProxyCallback* running VELP_GUARDED_BY(mutex) = nullptr;
   pthread_t runner VELP_GUARDED_BY(mutex) = 0;
