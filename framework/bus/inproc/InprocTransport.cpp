@@ -44,8 +44,8 @@ class InprocTransport : public Transport {
   }
 
   void receive(TransportSink& sink) override {
-    for (auto frames = inbox->takeAll(); !frames.empty(); frames = inbox->takeAll()) {
-      for (const Inbox::Frame& frame : frames) {
+    while (!stopping) {
+      for (const Inbox::Frame& frame : inbox->takeAll()) {
         if (stopping) return;
         handOver(frame, sink);
       }

@@ -123,7 +123,11 @@ class LocalTransport : public Transport {
     reports.wake();
   }
 
-  void closeAfterFork() noexcept override { BusFd::closeAllInChild(); }
+  // In a child forked inside a callback the copy of the reception thread ends with that call.
+  void closeAfterFork() noexcept override {
+    stopping = true;
+    BusFd::closeAllInChild();
+  }
 
   void withdraw() noexcept override {
     if (!withdrawn.exchange(true)) unlinkat(directory.getFd(), name.c_str(), 0);

@@ -4,9 +4,12 @@
 #include "velp/bus/Participant.h"
 
 #include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <atomic>
-#include <cerrno>
+#include <cstdlib>
 #include <deque>
 #include <memory>
 #include <thread>
@@ -137,6 +140,38 @@ TEST_P(ForkedParticipant, MayDieInTheChild) {
   EXPECT_TRUE(inChild([&] { shortLived.reset(); }));
 
   EXPECT_TRUE(peer.sendTo("Short", message));
+}
+
+// The reception thread blocks the alarm's signal like all others.
+void endIn60Seconds() {
+  sigset_t none;
+  sigemptyset(&none);
+  pthread_sigmask(SIG_SETMASK, &none, nullptr);
+  alarm(60);
+}
+
+// The child has one thread, the copy of the reception thread; it ends when the callback returns and
+// there is nothing to receive any more, and the child ends with it.
+TEST_P(ForkedParticipant, EndsTheReceptionOfAChildForkedInACallback) {
+  pid_t child = -1;
+  Recorder forker([&](const Received&) {
+    child = fork();
+    if (child != 0) return;
+    endIn60Seconds();
+    // Nothing of the parent's is to be ended here.
+    std::atexit([] { _exit(0); });
+  });
+  sut.setCallBack(forker);
+
+  ASSERT_TRUE(peer.sendTo("Parent", message));
+  ASSERT_TRUE(forker.waitForMessages(1));
+  sut.removeCallBack(forker);
+
+  int status = -1;
+  ASSERT_GT(child, 0);
+  EXPECT_EQ(waitpid(child, &status, 0), child);
+  EXPECT_EQ(status, 0);
+  EXPECT_TRUE(peer.sendTo("Parent", message));
 }
 
 // Four threads of the child meet the parent's inside at once: all must end up with the same one.
