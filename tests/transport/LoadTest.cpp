@@ -149,7 +149,7 @@ TEST_P(Load, OfAStuckReceiverIsBoundedForLargeMessagesToo) {
   Member sender("Sender", *bus);
   StuckMember stuck(*bus, *sender);
 
-  const unsigned int refused = fill(*sender, 1024 * 1024);
+  const unsigned int refused = fill(*sender, 128 * 1024);
 
   EXPECT_GT(refused, 1u);
   EXPECT_LT(refused, 1000u);
