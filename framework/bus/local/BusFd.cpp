@@ -16,6 +16,9 @@ struct BusFd::Slot {
 
 namespace {
 
+// Instead of a descriptor that a child has closed: the slot still has its owner, and is not free.
+constexpr int closedInChild = -2;
+
 std::atomic<BusFd::Slot*> slots{nullptr};
 
 BusFd::Slot* takeSlot(int fd) {
@@ -59,8 +62,10 @@ void BusFd::reset() {
 
 void BusFd::closeAllInChild() noexcept {
   for (Slot* slot = slots.load(); slot != nullptr; slot = slot->next) {
-    const int fd = slot->fd.exchange(-1);
-    if (fd >= 0) close(fd);
+    const int fd = slot->fd.load();
+    if (fd < 0) continue;
+    slot->fd = closedInChild;
+    close(fd);
   }
 }
 

@@ -1,0 +1,122 @@
+// SPDX-FileCopyrightText: libvelpmsg contributors
+// SPDX-License-Identifier: Apache-2.0
+// Who closes a descriptor, and when.
+#include "bus/local/BusFd.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include "unit/bus/inChild.h"
+#include "unit/bus/local/LocalFixture.h"
+
+namespace velp::test {
+namespace {
+
+int openSomething() {
+  return open("/dev/null", O_RDONLY | O_CLOEXEC);
+}
+bool isOpen(int fd) {
+  return fcntl(fd, F_GETFD) >= 0;
+}
+
+TEST(BusFd, IsEmptyWithoutADescriptor) {
+  const BusFd none;
+  EXPECT_FALSE(none);
+  EXPECT_EQ(none.get(), -1);
+  const BusFd failed(-1);
+  EXPECT_FALSE(failed);
+}
+
+TEST(BusFd, ClosesItsDescriptorAtItsEnd) {
+  const int fd = openSomething();
+  {
+    const BusFd owner(fd);
+    EXPECT_TRUE(owner);
+    EXPECT_EQ(owner.get(), fd);
+    EXPECT_TRUE(isOpen(fd));
+  }
+  EXPECT_FALSE(isOpen(fd));
+}
+
+TEST(BusFd, ClosesOnceWhenReset) {
+  const int fd = openSomething();
+  BusFd owner(fd);
+  owner.reset();
+  EXPECT_FALSE(isOpen(fd));
+  EXPECT_FALSE(owner);
+  const BusFd next(openSomething());
+  ASSERT_EQ(next.get(), fd) << "the number is free again";
+  owner.reset();
+  EXPECT_TRUE(isOpen(fd));
+}
+
+TEST(BusFd, MovesWithoutClosing) {
+  const int fd = openSomething();
+  BusFd first(fd);
+  const BusFd second(std::move(first));
+  EXPECT_FALSE(first);
+  EXPECT_EQ(second.get(), fd);
+  EXPECT_TRUE(isOpen(fd));
+}
+
+TEST(BusFd, ClosesWhatItHadWhenAssigned) {
+  const NoLeaks noLeaks;
+  BusFd owner(openSomething());
+  const int old = owner.get();
+  BusFd other(openSomething());
+  const int fd = other.get();
+  owner = std::move(other);
+  EXPECT_EQ(owner.get(), fd);
+  EXPECT_FALSE(isOpen(old));
+  owner = BusFd();
+  EXPECT_FALSE(isOpen(fd));
+}
+
+TEST(BusFd, SurvivesAssignmentToItself) {
+  BusFd owner(openSomething());
+  const int fd = owner.get();
+  BusFd& same = owner;
+  owner = std::move(same);
+  EXPECT_EQ(owner.get(), fd);
+  EXPECT_TRUE(isOpen(fd));
+}
+
+TEST(BusFd, IsClosedInAChildWithAllOthers) {
+  std::vector<BusFd> owners;
+  for (int i = 0; i < 20; ++i) owners.emplace_back(openSomething());
+  owners[7].reset();
+  const int fd = owners[3].get();
+  EXPECT_TRUE(inChild([&] {
+    BusFd::closeAllInChild();
+    EXPECT_FALSE(isOpen(fd));
+    for (const BusFd& owner : owners) EXPECT_FALSE(owner);
+    // Its own new ones are not those of before.
+    const BusFd fresh(openSomething());
+    owners.clear();
+    EXPECT_TRUE(isOpen(fresh.get()));
+  }));
+  EXPECT_TRUE(isOpen(fd)) << "the parent keeps its own";
+}
+
+TEST(BusFd, IsSafeToMakeInManyThreads) {
+  const NoLeaks noLeaks;
+  std::vector<std::thread> threads;
+  for (int i = 0; i < 4; ++i) {
+    threads.emplace_back([] {
+      for (int round = 0; round < 200; ++round) {
+        const int fd = openSomething();
+        const BusFd owner(fd);
+        ASSERT_EQ(owner.get(), fd);
+      }
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+}
+
+}  // namespace
+}  // namespace velp::test
