@@ -73,12 +73,14 @@ void requireOwnFile(const struct stat& status, const std::string& name) {
 }
 
 // Returns 0, or the holder's pid, or -1 when the system does not tell it.
-pid_t lockOrFindHolder(int fd) {
+pid_t lockOrFindHolder(int fd, const std::string& name) {
   struct flock lock = {};
   lock.l_type = F_WRLCK;
   lock.l_whence = SEEK_SET;
   while (fcntl(fd, F_SETLK, &lock) != 0) {
-    if (errno != EACCES && errno != EAGAIN) return -1;
+    if (errno != EACCES && errno != EAGAIN) {
+      refuse(errno, name, "cannot be taken: its lock file cannot be locked");
+    }
     if (fcntl(fd, F_GETLK, &lock) != 0) return -1;
     if (lock.l_type != F_UNLCK) return lock.l_pid == 0 ? -1 : lock.l_pid;
     lock.l_type = F_WRLCK;
@@ -101,7 +103,7 @@ NameLock::NameLock(const BusDirectory& directory, const std::string& name) {
   fd = openLockFile(directory, name);
   if (fstat(fd.get(), &status) != 0) refuse(errno, name, "cannot be taken");
   requireOwnFile(status, name);
-  const pid_t holder = lockOrFindHolder(fd.get());
+  const pid_t holder = lockOrFindHolder(fd.get(), name);
   if (holder != 0) refuseTaken(name, directory, holder < 0 ? 0 : holder);
   device = status.st_dev;
   inode = status.st_ino;
