@@ -1,0 +1,101 @@
+// SPDX-FileCopyrightText: libvelpmsg contributors
+// SPDX-License-Identifier: Apache-2.0
+// sendmsg() without any of the library's care.
+#include "unit/bus/local/rawPackets.h"
+
+#include <poll.h>
+#include <sys/resource.h>
+#include <sys/socket.h>
+#include <sys/uio.h>
+#include <sys/un.h>
+
+#include <array>
+#include <cerrno>
+#include <cstring>
+
+#include "bus/local/Hello.h"
+#include "bus/local/PacketHeader.h"
+
+namespace velp::test {
+
+SocketPair::SocketPair() {
+  int ends[2] = {-1, -1};
+  EXPECT_EQ(socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, ends), 0);
+  left = BusFd(ends[0]);
+  right = BusFd(ends[1]);
+}
+
+bool sendRaw(int fd, const Bytes& bytes, std::size_t count, int descriptor) {
+  Bytes content = bytes;
+  iovec whole{content.data(), content.size()};
+  msghdr message = {};
+  message.msg_iov = &whole;
+  message.msg_iovlen = 1;
+  alignas(cmsghdr) std::array<unsigned char, CMSG_SPACE(sizeof(int) * mostDescriptors)> control{};
+  if (count != 0) {
+    message.msg_control = control.data();
+    message.msg_controllen = CMSG_SPACE(sizeof(int) * count);
+    cmsghdr* rights = CMSG_FIRSTHDR(&message);
+    rights->cmsg_level = SOL_SOCKET;
+    rights->cmsg_type = SCM_RIGHTS;
+    rights->cmsg_len = CMSG_LEN(sizeof(int) * count);
+    const std::vector<int> all(count, descriptor);
+    std::memcpy(CMSG_DATA(rights), all.data(), sizeof(int) * count);
+  }
+  return sendmsg(fd, &message, MSG_NOSIGNAL) == static_cast<ssize_t>(bytes.size());
+}
+
+Bytes inlinePacket(const Bytes& frame) {
+  const auto header = encodePacketHeader({false, static_cast<std::uint32_t>(frame.size())});
+  Bytes packet(header.begin(), header.end());
+  packet.insert(packet.end(), frame.begin(), frame.end());
+  return packet;
+}
+
+Bytes largePacket(std::size_t length) {
+  const auto header = encodePacketHeader({true, static_cast<std::uint32_t>(length)});
+  return Bytes(header.begin(), header.end());
+}
+
+void leaveRoomForDescriptors(std::size_t room) {
+  // The lowest free numbers are the ones that come next.
+  int highest = -1;
+  std::vector<BusFd> taken;
+  for (std::size_t i = 0; i < room; ++i) {
+    taken.emplace_back(dup(STDERR_FILENO));
+    highest = taken.back().get();
+  }
+  const BusFd next(dup(STDERR_FILENO));
+  rlimit limit = {};
+  ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &limit), 0);
+  limit.rlim_cur = static_cast<rlim_t>(room == 0 ? next.get() : highest + 1);
+  ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &limit), 0);
+}
+
+RawClient::RawClient(const std::string& socketPath)
+    : fd(socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0)) {
+  const timeval watchdog{20, 0};
+  setsockopt(fd.get(), SOL_SOCKET, SO_RCVTIMEO, &watchdog, sizeof watchdog);
+  sockaddr_un address = {};
+  address.sun_family = AF_UNIX;
+  std::memcpy(address.sun_path, socketPath.c_str(), socketPath.size() + 1);
+  EXPECT_EQ(connect(fd.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address), 0)
+      << std::strerror(errno);
+}
+
+bool RawClient::sayHello(const std::string& name, unsigned int generation) const {
+  return send(encodeHello(Hello{name, generation}));
+}
+
+bool RawClient::isDropped() const {
+  char nothing;
+  const ssize_t size = recv(fd.get(), &nothing, 1, 0);
+  return size == 0 || (size < 0 && errno == ECONNRESET);
+}
+
+bool RawClient::isKept() const {
+  pollfd event{fd.get(), POLLIN | POLLRDHUP, 0};
+  return poll(&event, 1, 0) == 0;
+}
+
+}  // namespace velp::test

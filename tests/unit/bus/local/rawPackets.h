@@ -1,0 +1,55 @@
+// SPDX-FileCopyrightText: libvelpmsg contributors
+// SPDX-License-Identifier: Apache-2.0
+// Packets as any program could send them, with any descriptors.
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <vector>
+
+#include "bus/local/BusFd.h"
+#include "unit/bus/local/LocalFixture.h"
+
+namespace velp::test {
+
+/// The most descriptors that a system lets one packet carry.
+constexpr std::size_t mostDescriptors = 253;
+
+/// Two connected sockets of sequenced packets that wait.
+struct SocketPair {
+  SocketPair();
+  BusFd left;
+  BusFd right;
+};
+
+/// Sends one packet with `count` copies of `descriptor`. False, with errno, when that failed.
+bool sendRaw(int fd, const Bytes& bytes, std::size_t count = 0, int descriptor = 0);
+
+/// The frame's header and the frame, inline.
+Bytes inlinePacket(const Bytes& frame);
+/// The header of a large frame.
+Bytes largePacket(std::size_t length);
+
+/// Lowers this process's limit of descriptors so that `room` more can be opened. Only in a child.
+void leaveRoomForDescriptors(std::size_t room);
+
+/// A connection to a participant's socket that obeys nobody. Waits end after 20 s.
+class RawClient {
+ public:
+  explicit RawClient(const std::string& socketPath);
+
+  int get() const { return fd.get(); }
+  bool send(const Bytes& bytes, std::size_t count = 0, int descriptor = 0) const {
+    return sendRaw(fd.get(), bytes, count, descriptor);
+  }
+  bool sayHello(const std::string& name, unsigned int generation = 1) const;
+  /// Waits for the other side to end the connection.
+  bool isDropped() const;
+  /// Whether the other side has not ended it yet.
+  bool isKept() const;
+
+ private:
+  BusFd fd;
+};
+
+}  // namespace velp::test

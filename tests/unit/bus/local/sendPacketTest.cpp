@@ -1,0 +1,157 @@
+// SPDX-FileCopyrightText: libvelpmsg contributors
+// SPDX-License-Identifier: Apache-2.0
+// A packet is taken at once or not at all, whatever its size and the receiver's state.
+#include "bus/local/sendPacket.h"
+
+#include <gtest/gtest.h>
+#include <sys/socket.h>
+
+#include <cerrno>
+
+#include "bus/local/PacketHeader.h"
+#include "bus/local/SealedMemory.h"
+#include "bus/local/receivePacket.h"
+#include "unit/bus/local/rawPackets.h"
+#include "unit/bus/local/systemCalls.h"
+
+namespace velp::test {
+namespace {
+
+Bytes someFrame(std::size_t size) {
+  Bytes bytes(size);
+  for (std::size_t i = 0; i < size; ++i) bytes[i] = static_cast<unsigned char>(i * 7 + i / 256);
+  return bytes;
+}
+
+class SendPacket : public testing::Test {
+ protected:
+  SendResult send(const Bytes& frame) {
+    return sendFrame(pair.left.get(), frame.data(), frame.size());
+  }
+  void expectInline(const Bytes& frame) {
+    ASSERT_EQ(reader.receive(pair.right.get(), packet), ReceiveResult::packet);
+    EXPECT_TRUE(Bytes(packet.bytes, packet.bytes + packet.size) == inlinePacket(frame));
+    EXPECT_TRUE(packet.fds.empty());
+  }
+  void expectLarge(const Bytes& frame) {
+    ASSERT_EQ(reader.receive(pair.right.get(), packet), ReceiveResult::packet);
+    EXPECT_EQ(Bytes(packet.bytes, packet.bytes + packet.size), largePacket(frame.size()));
+    ASSERT_EQ(packet.fds.size(), 1u);
+    Bytes content;
+    std::string reason;
+    EXPECT_TRUE(readSealedMemory(packet.fds.front().get(), frame.size(), content, reason))
+        << reason;
+    EXPECT_TRUE(content == frame);
+    packet = ReceivedPacket();
+  }
+  void fillQueue() {
+    while (send(Bytes(1000)) == SendResult::sent) {
+    }
+  }
+
+  SocketPair pair;
+  PacketReader reader;
+  ReceivedPacket packet;
+};
+
+TEST_F(SendPacket, PutsBytesAsTheyAre) {
+  const Bytes bytes{1, 2, 3};
+  ASSERT_EQ(sendBytes(pair.left.get(), bytes.data(), bytes.size()), SendResult::sent);
+  ASSERT_EQ(reader.receive(pair.right.get(), packet), ReceiveResult::packet);
+  EXPECT_EQ(Bytes(packet.bytes, packet.bytes + packet.size), bytes);
+}
+
+TEST_F(SendPacket, PutsAFrameBehindItsHeaderAsDocumented) {
+  ASSERT_EQ(send({0xAA, 0xBB, 0xCC}), SendResult::sent);
+  ASSERT_EQ(reader.receive(pair.right.get(), packet), ReceiveResult::packet);
+  EXPECT_EQ(Bytes(packet.bytes, packet.bytes + packet.size),
+            (Bytes{0x01, 0, 0, 0, 0, 0, 0, 0x03, 0xAA, 0xBB, 0xCC}));
+}
+
+TEST_F(SendPacket, KeepsFramesInlineUpTo64KiB) {
+  for (const std::size_t size : {0u, 1u, 65535u, 65536u}) {
+    const Bytes frame = someFrame(size);
+    ASSERT_EQ(send(frame), SendResult::sent);
+    expectInline(frame);
+  }
+}
+
+TEST_F(SendPacket, PutsLargerFramesIntoMemoryFiles) {
+  const NoLeaks noLeaks;
+  for (const std::size_t size : {65537u, 1000000u, 16777216u}) {
+    const Bytes frame = someFrame(size);
+    ASSERT_EQ(send(frame), SendResult::sent);
+    expectLarge(frame);
+  }
+}
+
+TEST_F(SendPacket, PutsAFrameIntoAMemoryFileWhenTheSocketsBufferIsSmall) {
+  const NoLeaks noLeaks;
+  const int small = 4096;
+  ASSERT_EQ(setsockopt(pair.left.get(), SOL_SOCKET, SO_SNDBUF, &small, sizeof small), 0);
+  const Bytes frame = someFrame(65536);
+  ASSERT_EQ(send(frame), SendResult::sent);
+  expectLarge(frame);
+  ASSERT_EQ(send({1}), SendResult::sent);
+  expectInline({1});
+}
+
+TEST_F(SendPacket, DoesNotWaitForAReceiverThatIsBehind) {
+  fillQueue();
+  EXPECT_EQ(send(Bytes(1000)), SendResult::notTaken);
+  EXPECT_EQ(sendBytes(pair.left.get(), Bytes(1000).data(), 1000), SendResult::notTaken);
+  ASSERT_EQ(reader.receive(pair.right.get(), packet), ReceiveResult::packet);
+  EXPECT_EQ(send(Bytes(1000)), SendResult::sent);
+}
+
+TEST_F(SendPacket, LeaksNoMemoryFileThatIsNotTaken) {
+  const NoLeaks noLeaks;
+  fillQueue();
+  for (const int code : {EAGAIN, ETOOMANYREFS, EPIPE}) {
+    const FailingCall failing(Call::sendmsg, {code});
+    EXPECT_NE(send(Bytes(65537)), SendResult::sent);
+  }
+}
+
+TEST_F(SendPacket, TellsThatTheReceiverIsGone) {
+  pair.right.reset();
+  EXPECT_EQ(send({1}), SendResult::gone);
+  EXPECT_EQ(send(Bytes(65537)), SendResult::gone);
+  EXPECT_EQ(sendBytes(pair.left.get(), Bytes(1).data(), 1), SendResult::gone);
+}
+
+TEST_F(SendPacket, TellsTheEndOfAConnectionFromWantOfRoom) {
+  for (const int code : {EPIPE, ECONNRESET, ECONNREFUSED, ENOTCONN}) {
+    const FailingCall failing(Call::sendmsg, {code});
+    EXPECT_EQ(send({1}), SendResult::gone) << code;
+  }
+  for (const int code : {EAGAIN, ENOBUFS, ENOMEM, ETOOMANYREFS, EPERM, EACCES, EIO}) {
+    const FailingCall failing(Call::sendmsg, {code});
+    EXPECT_EQ(send({1}), SendResult::notTaken) << code;
+  }
+}
+
+TEST_F(SendPacket, GoesOnAfterInterruptions) {
+  const FailingCall interrupted(Call::sendmsg, {EINTR, EINTR});
+  EXPECT_EQ(send({1}), SendResult::sent);
+  EXPECT_EQ(interrupted.calls(), 3u);
+  expectInline({1});
+  EXPECT_EQ(reader.receive(pair.right.get(), packet), ReceiveResult::nothingNow) << "sent twice";
+}
+
+TEST_F(SendPacket, GivesUpWhenEvenAMemoryFileDoesNotFit) {
+  const NoLeaks noLeaks;
+  const FailingCall failing(Call::sendmsg, {EMSGSIZE, EMSGSIZE});
+  EXPECT_EQ(send({1}), SendResult::notTaken);
+  EXPECT_EQ(failing.calls(), 2u);
+}
+
+TEST_F(SendPacket, GivesUpWithoutAMemoryFile) {
+  const NoLeaks noLeaks;
+  const FailingCall failing(Call::memfd_create, {EMFILE});
+  EXPECT_EQ(send(Bytes(65537)), SendResult::notTaken);
+  EXPECT_EQ(reader.receive(pair.right.get(), packet), ReceiveResult::nothingNow);
+}
+
+}  // namespace
+}  // namespace velp::test
