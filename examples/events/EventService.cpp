@@ -33,8 +33,6 @@ EventService::~EventService() {
 }
 
 void EventService::join(const std::string& name, const std::string& address) {
-  // The handler's worker registers it too, but perhaps not before the first request.
-  VelpBusProxy::getInstance()->setCallBack(handler);
   VelpBusProxy::getInstance()->connect(name, address);
 }
 

@@ -15,7 +15,6 @@ int main(int argc, char** argv) {
     VelpMsgSender::getInstance()->sendResponseOK(client, greeting, "Hello, " + client + "!", 1);
     return AVAILABLE;
   });
-  VelpBusProxy::getInstance()->setCallBack(handler);  // before the first request can come
   VelpBusProxy::getInstance()->connect("Greeter", argc > 1 ? argv[1] : "local:");
   pause();
 }

@@ -42,7 +42,8 @@ VELPMSG_API std::ostream& operator<<(std::ostream& os, requestState_t state);
 /// starts, so it must not override threadCode() or the bus callbacks.
 ///
 /// Threads:  any operation from any thread; all but stop() also from inside a callback.
-/// Blocks:   only stop() and the destructor, until the running callback has returned.
+/// Blocks:   the constructor and run() until the worker gets the bus's messages; stop() and the
+///           destructor until the running callback has returned; nothing else.
 /// Owns:     its worker and the queued copies of messages; never the bus. The queues have no limit.
 /// Fails:    registration returns -1; a broken lock or condition throws VelException; an exception
 ///           that leaves a callback ends the process, see Thread.
@@ -65,8 +66,8 @@ class VELPMSG_API VelpMsgHandler : public VelpBusProxyCallback, public Thread {
     ResponseCallback callback;
   };
 
-  /// Makes the handler and starts its worker, which joins the bus's callbacks by itself. From trace
-  /// level 1 the handler writes what it accepts and refuses, from 2 also what its worker does.
+  /// Makes the handler and starts its worker; on return the bus calls the handler. From trace level
+  /// 1 the handler writes what it accepts and refuses, from 2 also what its worker does.
   explicit VelpMsgHandler(unsigned int traceLevel);
   /// stop(); requests still queued are released without an answer. Noexcept as its bases demand: a
   /// condition that cannot be signalled or destroyed ends the process.
@@ -138,6 +139,9 @@ class VELPMSG_API VelpMsgHandler : public VelpBusProxyCallback, public Thread {
   void join();
   bool hasThread();
 
-  // Guards Thread::handle: the worker asks for it while run() may still be storing it.
+  // Guards Thread::handle and the worker's start: the worker asks for the handle while run() may
+  // still be storing it, and run() waits until the worker gets the bus's messages.
   Mutex handleMutex;
+  Condition joinedBus;
+  bool onBus VELP_GUARDED_BY(handleMutex) = false;
 };

@@ -44,10 +44,14 @@ const char* VelpMsgHandler::getThreadName() const {
 void VelpMsgHandler::run() {
   MutexLocker locker(handleMutex);
   if (running.exchange(true)) return;
-  // Without a thread the handle must say so: a failed pthread_create leaves it undefined.
+  onBus = false;
   if (pthread_create(&handle, nullptr, Thread::startWrapper, static_cast<Thread*>(this)) != 0) {
+    // Without a thread the handle must say so: a failed pthread_create leaves it undefined.
     handle = noThread();
+    return;
   }
+  // A service that joins the bus next must not lose the requests that wait for it there.
+  while (!onBus) joinedBus.wait(handleMutex);
 }
 
 void VelpMsgHandler::threadCode() {
@@ -61,6 +65,9 @@ void VelpMsgHandler::joinBus() {
   const std::set<msgid_t> filter{velp::clientRequestKind, velp::clientResponseKind};
   VelpBusProxy::getInstance()->setRxFilter(*this, filter);
   VelpBusProxy::getInstance()->setCallBack(*this);
+  MutexLocker locker(handleMutex);
+  onBus = true;
+  joinedBus.signal();
 }
 
 void VelpMsgHandler::serve() {

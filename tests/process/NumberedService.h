@@ -28,8 +28,6 @@ class NumberedService {
       std::fflush(stdout);
       return BUSY;
     });
-    // The worker does it too, but perhaps not before the first request.
-    VelpBusProxy::getInstance()->setCallBack(handler);
   }
 
   VelpMsgHandler& getHandler() { return handler; }
