@@ -37,7 +37,7 @@ void EventService::join(const std::string& name, const std::string& address) {
 }
 
 requestState_t EventService::serve(const VelpClientMessageRequest& request) {
-  const std::string client = request.getText();
+  const std::string& client = request.getText();
   fmt::print("serving {}\n", velp::escaped(client));
   std::fflush(stdout);
   takeTime();

@@ -11,7 +11,7 @@ int main(int argc, char** argv) {
   const auto greeting = static_cast<VelpClientMessageBase::velpMsgID_t>(1000);
   VelpMsgHandler handler(0);
   handler.registerRequest(greeting, AVAILABLE, [](const VelpClientMessageRequest& request) {
-    const std::string client = request.getText();
+    const std::string& client = request.getText();
     VelpMsgSender::getInstance()->sendResponseOK(client, greeting, "Hello, " + client + "!", 1);
     return AVAILABLE;
   });
