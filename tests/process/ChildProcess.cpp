@@ -8,11 +8,13 @@
 #include <poll.h>
 #include <signal.h>
 #include <spawn.h>
+#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <chrono>
+#include <thread>
 
 namespace velp::test {
 
@@ -60,6 +62,7 @@ ChildProcess::~ChildProcess() {
 
 void ChildProcess::start(const std::vector<std::string>& command,
                          const std::vector<std::string>& environment) {
+  ASSERT_EQ(prctl(PR_SET_CHILD_SUBREAPER, 1), 0);
   posix_spawn_file_actions_t actions;
   posix_spawn_file_actions_init(&actions);
   std::array<int, 2> writeEnds = {-1, -1};
@@ -126,7 +129,13 @@ void ChildProcess::killGroup(int signal) {
   ::kill(-pid, signal);
 }
 
-bool ChildProcess::groupIsGone() const {
+// A process that has ended belongs to its group until it is reaped, and nobody but us reaps those
+// that outlive their parent by a moment.
+bool ChildProcess::groupEnds() const {
+  const auto deadline = Clock::now() + watchdog;
+  while (::kill(-pid, 0) == 0 && Clock::now() < deadline) {
+    if (waitpid(-pid, nullptr, WNOHANG) <= 0) std::this_thread::yield();
+  }
   return ::kill(-pid, 0) != 0 && errno == ESRCH;
 }
 

@@ -34,8 +34,8 @@ class ChildProcess {
   /// Sends a signal to the program alone, or to its whole process group.
   void kill(int signal);
   void killGroup(int signal);
-  /// Whether no process of the group is left.
-  bool groupIsGone() const;
+  /// Once the child is reaped: whether all others of its group end as well, in time.
+  bool groupEnds() const;
 
   pid_t getPid() const { return pid; }
   /// Everything written so far.

@@ -55,7 +55,7 @@ TEST_F(Demo, LeavesNothingBehind) {
   demo.waitForEnd();
 
   EXPECT_TRUE(temporary.isEmpty());
-  EXPECT_TRUE(demo.groupIsGone());
+  EXPECT_TRUE(demo.groupEnds());
 }
 
 TEST_F(Demo, LeavesNothingBehindWhenInterrupted) {
@@ -66,7 +66,7 @@ TEST_F(Demo, LeavesNothingBehindWhenInterrupted) {
 
   EXPECT_EQ(demo.waitForEnd(), 130);
   EXPECT_TRUE(temporary.isEmpty());
-  EXPECT_TRUE(demo.groupIsGone());
+  EXPECT_TRUE(demo.groupEnds());
   EXPECT_THAT(demo.out(), Not(HasSubstr("Everything happened as announced.")));
 }
 
