@@ -33,7 +33,8 @@ namespace {
 constexpr std::size_t maxPendingHellos = 16;
 constexpr std::uint64_t helloTime = 1000;
 constexpr std::uint64_t listenPause = 100;
-// Packets taken from one connection before the others have their turn.
+// Taken from the listener, or from one connection, before the others have their turn.
+constexpr int acceptsPerTurn = 32;
 constexpr int packetsPerTurn = 32;
 constexpr int everything = -1;
 
@@ -46,8 +47,8 @@ bool watch(int epollFd, int fd, std::uint64_t id) {
 
 // Why a packet of a proven sender is not a frame, or nothing.
 const char* findFault(const ReceivedPacket& packet, const std::optional<PacketHeader>& header) {
-  if (packet.truncated) return "a packet that is too long, or has too many descriptors";
   if (packet.foreignControl) return "a control message that has no place here";
+  if (packet.truncated) return "a packet that is too long, or has too many descriptors";
   if (!header) return "a packet without a valid header";
   if (packet.fds.size() != (header->large ? 1u : 0u)) return "a wrong number of descriptors";
   const std::size_t announced = header->large ? 0 : header->length;
@@ -62,7 +63,8 @@ Inbound::Inbound(const BusDirectory& directory, int listener, int epollFd, Repor
     : directory(directory), listener(listener), epollFd(epollFd), reports(reports) {}
 
 void Inbound::onListenerReady(TransportSink& sink) {
-  while (acceptOne(sink)) {
+  for (int taken = 0; taken != acceptsPerTurn; ++taken) {
+    if (!acceptOne(sink)) return;
   }
 }
 
@@ -105,8 +107,8 @@ void Inbound::makeRoomForHello() {
 
 int Inbound::onTime() {
   const std::uint64_t now = monotonicMilliseconds();
-  if (listenAgainAt != 0 && listenAgainAt <= now && watch(epollFd, listener, listenerId)) {
-    listenAgainAt = 0;
+  if (listenAgainAt != 0 && listenAgainAt <= now) {
+    listenAgainAt = watch(epollFd, listener, listenerId) ? 0 : now + listenPause;
   }
   while (!pendingHellos.empty() && pendingHellos.begin()->second <= now) {
     const std::uint64_t id = pendingHellos.begin()->first;
@@ -126,22 +128,20 @@ void Inbound::onConnectionReady(std::uint64_t id, TransportSink& sink) {
   readPackets(id, sink, packetsPerTurn);
 }
 
-// Returns false when the connection has ended.
-bool Inbound::readPackets(std::uint64_t id, TransportSink& sink, int limit) {
+void Inbound::readPackets(std::uint64_t id, TransportSink& sink, int limit) {
   ReceivedPacket packet;
   for (int taken = 0; taken != limit; ++taken) {
     const auto position = connections.find(id);
-    if (position == connections.end()) return false;
+    if (position == connections.end()) return;
     Connection& connection = position->second;
     const ReceiveResult result = reader.receive(connection.fd.get(), packet);
-    if (result == ReceiveResult::nothingNow) return true;
+    if (result == ReceiveResult::nothingNow) return;
     if (result == ReceiveResult::ended || !takePacket(id, connection, packet, sink)) {
       pendingHellos.erase(id);
       connections.erase(id);
-      return false;
+      return;
     }
   }
-  return true;
 }
 
 bool Inbound::takePacket(std::uint64_t id, Connection& connection, ReceivedPacket& packet,
@@ -169,13 +169,15 @@ bool Inbound::takeHello(std::uint64_t id, Connection& connection, const Received
   return true;
 }
 
+// Shut down first: its sender could go on for ever filling what is being emptied.
 void Inbound::endOlder(std::uint64_t id, const std::string& name, TransportSink& sink) {
   for (auto position = connections.begin(); position != connections.end();) {
     const std::uint64_t older = position->first;
     const bool same = older != id && position->second.name == name;
     ++position;
     if (!same) continue;
-    if (readPackets(older, sink, everything)) connections.erase(older);
+    shutdown(connections.at(older).fd.get(), SHUT_RD);
+    readPackets(older, sink, everything);
   }
 }
 

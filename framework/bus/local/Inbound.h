@@ -47,7 +47,7 @@ class Inbound {
   bool acceptOne(TransportSink& sink);
   void pauseListening();
   void makeRoomForHello();
-  bool readPackets(std::uint64_t id, TransportSink& sink, int limit);
+  void readPackets(std::uint64_t id, TransportSink& sink, int limit);
   bool takePacket(std::uint64_t id, Connection& connection, ReceivedPacket& packet,
                   TransportSink& sink);
   bool takeHello(std::uint64_t id, Connection& connection, const ReceivedPacket& packet,
