@@ -22,7 +22,7 @@ namespace velp::test {
 namespace {
 
 thread_local std::array<CallHook*, static_cast<std::size_t>(Call::count)> hooks{};
-thread_local long secondsAhead = 0;
+thread_local std::uint64_t stoppedAt = 0;  // milliseconds; 0 while the clock goes
 
 CallHook*& hookOf(Call call) {
   return hooks[static_cast<std::size_t>(call)];
@@ -64,12 +64,18 @@ FailingCall::FailingCall(Call call, std::vector<int> codes)
         return next < left.size() ? left[next++] : 0;
       }) {}
 
-ClockAhead::ClockAhead(long seconds) {
-  secondsAhead = seconds;
+StoppedClock::StoppedClock() {
+  timespec now = {};
+  clock_gettime(CLOCK_MONOTONIC, &now);
+  stoppedAt = static_cast<std::uint64_t>(now.tv_sec) * 1000;
 }
 
-ClockAhead::~ClockAhead() {
-  secondsAhead = 0;
+StoppedClock::~StoppedClock() {
+  stoppedAt = 0;
+}
+
+void StoppedClock::advance(std::uint64_t milliseconds) {
+  stoppedAt += milliseconds;
 }
 
 }  // namespace velp::test
@@ -138,8 +144,10 @@ int __wrap_fcntl64(int fd, int command, ...) {
 
 int __real_clock_gettime(clockid_t, timespec*);
 int __wrap_clock_gettime(clockid_t clock, timespec* now) {
-  const int result = __real_clock_gettime(clock, now);
-  if (clock == CLOCK_MONOTONIC) now->tv_sec += velp::test::secondsAhead;
-  return result;
+  const std::uint64_t stopped = velp::test::stoppedAt;
+  if (clock != CLOCK_MONOTONIC || stopped == 0) return __real_clock_gettime(clock, now);
+  now->tv_sec = static_cast<time_t>(stopped / 1000);
+  now->tv_nsec = static_cast<long>(stopped % 1000 * 1000000);
+  return 0;
 }
 }

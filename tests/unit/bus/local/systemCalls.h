@@ -3,6 +3,7 @@
 // Lets a test act inside the local transport's system calls, or make them fail.
 #pragma once
 
+#include <cstdint>
 #include <functional>
 #include <vector>
 
@@ -63,13 +64,15 @@ class FailingCall : public CallHook {
   FailingCall(Call call, std::vector<int> codes);
 };
 
-/// While it lives, this thread's monotonic clock is ahead.
-class ClockAhead {
+/// While it lives, this thread's monotonic clock stands still, and goes on only as told.
+class StoppedClock {
  public:
-  explicit ClockAhead(long seconds);
-  ~ClockAhead();
-  ClockAhead(const ClockAhead&) = delete;
-  ClockAhead& operator=(const ClockAhead&) = delete;
+  StoppedClock();
+  ~StoppedClock();
+  StoppedClock(const StoppedClock&) = delete;
+  StoppedClock& operator=(const StoppedClock&) = delete;
+
+  void advance(std::uint64_t milliseconds);
 };
 
 }  // namespace velp::test
