@@ -15,6 +15,7 @@
 #include <thread>
 
 #include "process/PrivateBus.h"
+#include "support/Latch.h"
 #include "support/Recorder.h"
 #include "unit/bus/inChild.h"
 #include "unit/bus/waitHook.h"
@@ -154,9 +155,13 @@ void endIn60Seconds() {
 // there is nothing to receive any more, and the child ends with it.
 TEST_P(ForkedParticipant, EndsTheReceptionOfAChildForkedInACallback) {
   pid_t child = -1;
+  Latch forked;
   Recorder forker([&](const Received&) {
     child = fork();
-    if (child != 0) return;
+    if (child != 0) {
+      forked.arrive();
+      return;
+    }
     endIn60Seconds();
     // Nothing of the parent's is to be ended here.
     std::atexit([] { _exit(0); });
@@ -164,7 +169,7 @@ TEST_P(ForkedParticipant, EndsTheReceptionOfAChildForkedInACallback) {
   sut.setCallBack(forker);
 
   ASSERT_TRUE(peer.sendTo("Parent", message));
-  ASSERT_TRUE(forker.waitForMessages(1));
+  EXPECT_TRUE(forked.waitFor());
   sut.removeCallBack(forker);
 
   int status = -1;
@@ -218,44 +223,42 @@ TEST(ForkedLocalParticipant, ReachesTheParentAndItsPeersFromTheChild) {
   sut.removeCallBack(recorder);
 }
 
-// Registers and removes as fast as it can, so that forks meet it in the middle.
-class Restless {
- public:
-  explicit Restless(Participant& sut) : thread([this, &sut] { run(sut); }) {}
-  ~Restless() {
-    done = true;
-    thread.join();
-  }
-
- private:
-  void run(Participant& sut) {
-    while (!done) {
-      sut.setRxFilter(passing, {});
-      sut.setCallBack(passing);
-      sut.removeCallBack(passing);
-    }
-  }
-
-  // Not on that thread's stack, which a child gives to its own threads.
-  Recorder passing;
-  std::atomic<bool> done{false};
-  std::thread thread;
-};
-
+// Forks while another thread holds the lock of the callbacks, just about to wait for the end of the
+// call of the one that it removes.
 TEST(ForkedBusyParticipant, KeepsItsCallbacksInTheChild) {
-  Recorder recorder;
+  Latch called;
+  Latch locked;
+  Latch release;
+  Recorder kept;
+  Recorder removed([&](const Received&) {
+    called.arrive();
+    EXPECT_TRUE(release.waitFor());
+  });
   Participant sut;
-  sut.setCallBack(recorder);
-  const Restless restless(sut);
+  sut.setCallBack(kept);
+  sut.setCallBack(removed);
+  sut.connect("Parent", "inproc:ForkedBusyParticipant");
+  ASSERT_TRUE(sut.sendTo("Parent", message));
+  ASSERT_TRUE(called.waitFor());
+  std::atomic<bool> waitsAgain{false};
+  const WaitHook hook([&] {
+    if (waitsAgain.exchange(true)) return;
+    locked.arrive();
+    EXPECT_TRUE(release.waitFor());
+  });
+  std::thread remover([&] { sut.removeCallBack(removed); });
 
-  for (int round = 0; round < 50; ++round) {
-    ASSERT_TRUE(inChild([&] {
-      sut.connect("Child", "inproc:ForkedBusyParticipant");
-      EXPECT_TRUE(sut.sendTo("Child", message));
-      EXPECT_TRUE(recorder.waitForMessages(1));
-      sut.disconnect();
-    }));
-  }
+  EXPECT_TRUE(locked.waitFor());
+  EXPECT_TRUE(inChild([&] {
+    sut.connect("Child", "inproc:ForkedBusyParticipant");
+    EXPECT_TRUE(sut.sendTo("Child", message));
+    EXPECT_TRUE(kept.waitForMessages(2));
+    sut.disconnect();
+  }));
+
+  release.arrive();
+  remover.join();
+  sut.disconnect();
 }
 
 }  // namespace
