@@ -89,6 +89,20 @@ TEST(Event, LeavesMembersAloneWhoseFieldsAreAbsent) {
   EXPECT_THAT(parsed("7;new", before), IsEvent(7, "new", 2));
 }
 
+TEST(Event, LeavesMembersAloneWhoseFieldsAreEmptyOrBlank) {
+  const Event before{1, "old", 2};
+
+  EXPECT_THAT(parsed(";;;", before), IsEvent(1, "", 2));
+  EXPECT_THAT(parsed(" \t;new;\n\v\f\r ", before), IsEvent(1, "new", 2));
+}
+
+TEST(Event, SetsMembersToZeroWhoseFieldsHoldNoNumber) {
+  const Event before{1, "old", 2};
+
+  EXPECT_THAT(parsed("x;new;-", before), IsEvent(0, "new", 0));
+  EXPECT_THAT(parsed("+-1;new; - 1", before), IsEvent(0, "new", 0));
+}
+
 TEST(Event, IgnoresSurplusFields) {
   EXPECT_THAT(parsed("1;a;2;3;b;c"), IsEvent(1, "a", 2));
 }
@@ -251,6 +265,28 @@ TEST(EventList, GetsNoEventsFromAnyTruncation) {
   }
 }
 
+TEST(EventList, KeepsNothingForEventsThatAreOnlyAnnounced) {
+  for (const Bytes& payload : {Bytes{1, 0xFF, 0xFF, 0, 0}, Bytes{1, 0xFF, 0xFF, 0xFF, 0xFF},
+                               Bytes{1, 0xFF, 0xFF, 0xFF, 0xFF, '1', ';'}}) {
+    VelpMsgReqGetEventList list;
+
+    EXPECT_TRUE(list.initFromResponse(okWith(payload)));
+
+    EXPECT_EQ(list.leadByte, 1u);
+    EXPECT_EQ(list.events.capacity(), 0u);
+  }
+}
+
+TEST(EventList, HoldsNoMoreThanItsBytesCanMake) {
+  const std::string text(65535, ';');
+
+  EXPECT_THAT(decoded(text), ElementsAre(IsEvent(0, "", 0)));
+  EXPECT_THAT(decoded(std::string(65535, ' ')), IsEmpty());
+  std::string shortest;
+  while (shortest.size() < 65534) shortest += "; ";
+  EXPECT_EQ(decoded(shortest).size(), 32767u);
+}
+
 TEST(EventList, IgnoresBytesBehindItsText) {
   Bytes payload = payloadOf("1;a;2;");
   payload.insert(payload.end(), {' ', '9', ';'});
@@ -317,6 +353,23 @@ TEST(EventList, SurvivesAnyBytes) {
     }
     // An event takes a character at least, and a space stands between two.
     EXPECT_LE(decoded(text).size(), text.size() / 2 + 1);
+  }
+}
+
+TEST(EventList, SurvivesAnyPayload) {
+  const auto seed = static_cast<unsigned int>(testing::UnitTest::GetInstance()->random_seed());
+  SCOPED_TRACE("seed " + std::to_string(seed));
+  std::mt19937 random(seed);
+  for (int round = 0; round < 2000; ++round) {
+    Bytes payload(random() % 600);
+    for (unsigned char& byte : payload) byte = static_cast<unsigned char>(random());
+    if (payload.size() > 3) payload[3] = random() % 2;  // so that some lengths fit
+    VelpMsgReqGetEventList list;
+
+    EXPECT_TRUE(list.initFromResponse(okWith(payload)));
+
+    EXPECT_EQ(list.leadByte, payload.empty() ? 0u : payload[0]);
+    EXPECT_LE(list.events.size(), payload.size() / 2 + 1);
   }
 }
 
