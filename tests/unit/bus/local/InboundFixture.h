@@ -20,25 +20,6 @@
 
 namespace velp::test {
 
-/// A listening socket as a participant has one.
-inline BusFd listenAt(const BusDirectory& directory, const std::string& name) {
-  BusFd fd(socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
-  const sockaddr_un address = directory.socketAddress(name);
-  EXPECT_EQ(bind(fd.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
-  EXPECT_EQ(listen(fd.get(), SOMAXCONN), 0);
-  return fd;
-}
-
-/// Makes the lock file of a name, for this process's user or another.
-inline void giveName(const BusDirectory& directory, const std::string& name,
-                     uid_t owner = geteuid()) {
-  const BusFd fd(openat(directory.getFd(), BusDirectory::lockName(name).c_str(),
-                        O_CREAT | O_RDWR | O_CLOEXEC, 0600));
-  EXPECT_TRUE(fd);
-  if (owner == geteuid()) return;
-  EXPECT_EQ(fchown(fd.get(), owner, owner), 0);
-}
-
 class InboundFixture : public LocalBus {
  protected:
   InboundFixture() {

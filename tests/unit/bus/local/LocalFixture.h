@@ -84,12 +84,14 @@ class RecordingSink : public TransportSink {
   void onStatus(VelpBusProxyCallback::StatusCBType_t type, int code,
                 const std::string& text) override {
     reports.push_back({type, code, text});
+    if (reportHook) reportHook();
   }
 
   std::vector<Frame> frames;
   std::vector<Report> reports;
   bool accepts = true;
-  std::function<void()> hook;  // called in each onFrame()
+  std::function<void()> hook;        // called in each onFrame()
+  std::function<void()> reportHook;  // called in each onStatus()
 };
 
 /// A safe bus directory.

@@ -3,6 +3,7 @@
 // sendmsg() without any of the library's care.
 #include "unit/bus/local/rawPackets.h"
 
+#include <fcntl.h>
 #include <poll.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
@@ -70,6 +71,22 @@ void leaveRoomForDescriptors(std::size_t room) {
   ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &limit), 0);
   limit.rlim_cur = static_cast<rlim_t>(room == 0 ? next.get() : highest + 1);
   ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &limit), 0);
+}
+
+BusFd listenAt(const BusDirectory& directory, const std::string& name) {
+  BusFd fd(socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+  const sockaddr_un address = directory.socketAddress(name);
+  EXPECT_EQ(bind(fd.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
+  EXPECT_EQ(listen(fd.get(), SOMAXCONN), 0);
+  return fd;
+}
+
+void giveName(const BusDirectory& directory, const std::string& name, uid_t owner) {
+  const BusFd fd(openat(directory.getFd(), BusDirectory::lockName(name).c_str(),
+                        O_CREAT | O_RDWR | O_CLOEXEC, 0600));
+  EXPECT_TRUE(fd);
+  if (owner == geteuid()) return;
+  EXPECT_EQ(fchown(fd.get(), owner, owner), 0);
 }
 
 RawClient::RawClient(const std::string& socketPath)

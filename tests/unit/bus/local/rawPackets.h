@@ -33,6 +33,12 @@ Bytes largePacket(std::size_t length);
 /// Lowers this process's limit of descriptors so that `room` more can be opened. Only in a child.
 void leaveRoomForDescriptors(std::size_t room);
 
+/// A listening socket as a participant has one.
+BusFd listenAt(const BusDirectory& directory, const std::string& name);
+
+/// Makes the lock file of a name, for this process's user or another.
+void giveName(const BusDirectory& directory, const std::string& name, uid_t owner = geteuid());
+
 /// A connection to a participant's socket that obeys nobody. Waits end after 20 s.
 class RawClient {
  public:
