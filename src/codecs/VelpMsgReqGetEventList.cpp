@@ -6,6 +6,8 @@
 #include <locale>
 #include <sstream>
 
+#include "codecs/bigEndian.h"
+
 namespace {
 
 constexpr unsigned short textPosition = 3;
@@ -17,12 +19,6 @@ void readNumber(const std::string& field, Number& number) {
   std::istringstream stream(field);
   stream.imbue(std::locale::classic());
   stream >> std::dec >> number;
-}
-
-// QUIRK(20): the value wraps at two bytes, while everything it counts is written.
-void appendTwoBytes(std::vector<unsigned char>& payload, std::size_t value) {
-  payload.push_back(static_cast<unsigned char>(value >> 8));
-  payload.push_back(static_cast<unsigned char>(value));
 }
 
 std::string listText(const std::vector<VelpMsgReqGetEventList::Event>& events) {
@@ -54,8 +50,9 @@ void VelpMsgReqGetEventList::Event::setDataFromEventInfo(const std::string& info
 unsigned int VelpMsgReqGetEventList::setResponseData(std::vector<unsigned char>& payload) const {
   const std::string text = listText(events);
   payload.push_back(static_cast<unsigned char>(leadByte));
-  appendTwoBytes(payload, events.size());
-  appendTwoBytes(payload, text.size());
+  // QUIRK(20): count and length wrap at two bytes, while everything that they count is written.
+  velp::appendBigEndian(payload, events.size(), 2);
+  velp::appendBigEndian(payload, text.size(), 2);
   payload.insert(payload.end(), text.begin(), text.end());
   return static_cast<unsigned int>(payload.size());
 }
