@@ -3,7 +3,6 @@
 // Accepting, when it works and when the system does not let it.
 #include <cerrno>
 
-#include "unit/bus/inChild.h"
 #include "unit/bus/local/InboundFixture.h"
 #include "unit/bus/local/systemCalls.h"
 
@@ -54,21 +53,23 @@ TEST_F(InboundAccept, ClosesWhatItCannotJudgeOrWatch) {
 
 TEST_F(InboundAccept, RestsWithoutDescriptorsInsteadOfSpinning) {
   const RawClient client = connect();
-  EXPECT_TRUE(inChild([&] {
-    leaveRoomForDescriptors(0);
-    EXPECT_EQ(serveOnce(), 1);
-    expectReport(STATUS_SENDER_REFUSED, noRoom);
-    // The connection still waits, but nothing wakes the reception thread for it.
-    EXPECT_EQ(serveOnce(), 0);
-    EXPECT_EQ(onTime(), 100);
-    clock.advance(99);
-    EXPECT_EQ(onTime(), 1);
-    EXPECT_EQ(serveOnce(), 0);
-    clock.advance(1);
-    EXPECT_EQ(onTime(), -1);
-    EXPECT_EQ(serveOnce(), 1) << "it tries again";
-    EXPECT_TRUE(client.isKept());
-  }));
+  Inbound& inbound = sut;
+  RecordingSink& target = sink;
+  {
+    const NoMoreDescriptors noMore;
+    inbound.onListenerReady(target);
+  }
+  // The connection still waits, but nothing wakes the reception thread for it.
+  EXPECT_EQ(serveOnce(), 0);
+  expectReport(STATUS_SENDER_REFUSED, noRoom);
+  EXPECT_EQ(onTime(), 100);
+  clock.advance(99);
+  EXPECT_EQ(onTime(), 1);
+  EXPECT_EQ(serveOnce(), 0);
+  clock.advance(1);
+  EXPECT_EQ(onTime(), -1);
+  EXPECT_EQ(serveOnce(), 1) << "it tries again";
+  EXPECT_TRUE(client.isKept());
 }
 
 TEST_F(InboundAccept, GoesOnAfterTheRest) {

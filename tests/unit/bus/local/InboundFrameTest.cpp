@@ -7,7 +7,6 @@
 
 #include "bus/local/PacketHeader.h"
 #include "bus/local/SealedMemory.h"
-#include "unit/bus/inChild.h"
 #include "unit/bus/local/InboundFixture.h"
 #include "unit/bus/local/systemCalls.h"
 
@@ -204,13 +203,19 @@ TEST_F(InboundFrame, IsDroppedWhenThereIsNoRoomForItsDescriptor) {
   const RawClient client = connectAs("Sender");
   const BusFd memory = createSealedMemory(Bytes(100).data(), 100);
   ASSERT_TRUE(client.send(largePacket(100), 1, memory.get()));
-  EXPECT_TRUE(inChild([&] {
-    leaveRoomForDescriptors(0);
-    serve();
-    expectReport(STATUS_FRAME_REFUSED, "dropped the connection of Sender (process " +
-                                           std::to_string(getppid()) + ", user " +
-                                           std::to_string(geteuid()) + "): " + tooMuch);
-  }));
+  epoll_event event = {};
+  ASSERT_EQ(epoll_wait(epoll.get(), &event, 1, 0), 1);
+  const std::uint64_t id = event.data.u64;
+  Inbound& inbound = sut;
+  RecordingSink& target = sink;
+  {
+    const NoMoreDescriptors noMore;
+    inbound.onConnectionReady(id, target);
+  }
+  reports.hand(sink);
+  EXPECT_TRUE(client.isDropped());
+  expectReport(STATUS_FRAME_REFUSED,
+               "dropped the connection of " + self("Sender") + ": " + tooMuch);
 }
 
 }  // namespace

@@ -5,7 +5,6 @@
 
 #include <fcntl.h>
 #include <poll.h>
-#include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/uio.h>
 #include <sys/un.h>
@@ -58,19 +57,17 @@ Bytes largePacket(std::size_t length) {
   return Bytes(header.begin(), header.end());
 }
 
-void leaveRoomForDescriptors(std::size_t room) {
-  // The lowest free numbers are the ones that come next.
-  int highest = -1;
-  std::vector<BusFd> taken;
-  for (std::size_t i = 0; i < room; ++i) {
-    taken.emplace_back(dup(STDERR_FILENO));
-    highest = taken.back().get();
-  }
-  const BusFd next(dup(STDERR_FILENO));
-  rlimit limit = {};
-  ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &limit), 0);
-  limit.rlim_cur = static_cast<rlim_t>(room == 0 ? next.get() : highest + 1);
-  ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &limit), 0);
+NoMoreDescriptors::NoMoreDescriptors() {
+  EXPECT_EQ(getrlimit(RLIMIT_NOFILE, &before), 0);
+  const int next = dup(STDERR_FILENO);  // the lowest number that is free
+  ::close(next);
+  rlimit limit = before;
+  limit.rlim_cur = static_cast<rlim_t>(next);
+  EXPECT_EQ(setrlimit(RLIMIT_NOFILE, &limit), 0);
+}
+
+NoMoreDescriptors::~NoMoreDescriptors() {
+  setrlimit(RLIMIT_NOFILE, &before);
 }
 
 BusFd listenAt(const BusDirectory& directory, const std::string& name) {

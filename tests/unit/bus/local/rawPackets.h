@@ -3,6 +3,8 @@
 // Packets as any program could send them, with any descriptors.
 #pragma once
 
+#include <sys/resource.h>
+
 #include <cstddef>
 #include <string>
 #include <vector>
@@ -30,8 +32,18 @@ Bytes inlinePacket(const Bytes& frame);
 /// The header of a large frame.
 Bytes largePacket(std::size_t length);
 
-/// Lowers this process's limit of descriptors so that `room` more can be opened. Only in a child.
-void leaveRoomForDescriptors(std::size_t room);
+/// While it lives, this process can open no further descriptor. Sanitizers need some, too: nothing
+/// but the call under test belongs into its scope.
+class NoMoreDescriptors {
+ public:
+  NoMoreDescriptors();
+  ~NoMoreDescriptors();
+  NoMoreDescriptors(const NoMoreDescriptors&) = delete;
+  NoMoreDescriptors& operator=(const NoMoreDescriptors&) = delete;
+
+ private:
+  rlimit before = {};
+};
 
 /// A listening socket as a participant has one.
 BusFd listenAt(const BusDirectory& directory, const std::string& name);
