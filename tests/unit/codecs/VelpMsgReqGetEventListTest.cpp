@@ -7,9 +7,10 @@
 #include <gtest/gtest.h>
 
 #include <locale>
-#include <random>
 #include <string>
 #include <vector>
+
+#include "support/Random.h"
 
 namespace {
 
@@ -18,6 +19,7 @@ using Response = VelpClientMessageResponse;
 using Bytes = std::vector<unsigned char>;
 using testing::ElementsAre;
 using testing::IsEmpty;
+using velp::test::Random;
 
 MATCHER_P3(IsEvent, number, text, code, "") {
   *result_listener << "(" << arg.number << ", " << arg.text << ", " << arg.code << ")";
@@ -313,18 +315,15 @@ TEST(EventList, ReadsMalformedEventsAsFarAsTheyGo) {
 }
 
 TEST(EventList, OfRandomEventsComesBackAsItWas) {
-  const auto seed = static_cast<unsigned int>(testing::UnitTest::GetInstance()->random_seed());
-  SCOPED_TRACE("seed " + std::to_string(seed));
-  std::mt19937_64 random(seed);
+  Random random;
   const std::string allowed = "abcXYZ0189_-.,:/+\t\n\x80\xFF";
   for (int round = 0; round < 200; ++round) {
     VelpMsgReqGetEventList list;
-    list.leadByte = random() % 256;
-    list.events.resize(random() % 50);
+    list.leadByte = random.byte();
+    list.events.resize(random.below(50));
     for (Event& event : list.events) {
-      event = {random() >> random() % 64, "", static_cast<std::uint32_t>(random())};
-      for (std::size_t n = random() % 20; n > 0; --n)
-        event.text += allowed[random() % allowed.size()];
+      event = {random.number(), "", static_cast<std::uint32_t>(random.number())};
+      for (std::size_t n = random.below(20); n > 0; --n) event.text += random.oneOf(allowed);
     }
     Bytes payload;
     list.setResponseData(payload);
@@ -342,14 +341,12 @@ TEST(EventList, OfRandomEventsComesBackAsItWas) {
 }
 
 TEST(EventList, SurvivesAnyBytes) {
-  const auto seed = static_cast<unsigned int>(testing::UnitTest::GetInstance()->random_seed());
-  SCOPED_TRACE("seed " + std::to_string(seed));
-  std::mt19937 random(seed);
+  Random random;
   const std::string likely = "0123456789;; -+";
   for (int round = 0; round < 2000; ++round) {
-    std::string text(random() % 60, '\0');
+    std::string text(random.below(60), '\0');
     for (char& c : text) {
-      c = random() % 4 == 0 ? static_cast<char>(random()) : likely[random() % likely.size()];
+      c = random.below(4) == 0 ? static_cast<char>(random.byte()) : random.oneOf(likely);
     }
     // An event takes a character at least, and a space stands between two.
     EXPECT_LE(decoded(text).size(), text.size() / 2 + 1);
@@ -357,13 +354,11 @@ TEST(EventList, SurvivesAnyBytes) {
 }
 
 TEST(EventList, SurvivesAnyPayload) {
-  const auto seed = static_cast<unsigned int>(testing::UnitTest::GetInstance()->random_seed());
-  SCOPED_TRACE("seed " + std::to_string(seed));
-  std::mt19937 random(seed);
+  Random random;
   for (int round = 0; round < 2000; ++round) {
-    Bytes payload(random() % 600);
-    for (unsigned char& byte : payload) byte = static_cast<unsigned char>(random());
-    if (payload.size() > 3) payload[3] = random() % 2;  // so that some lengths fit
+    Bytes payload(random.below(600));
+    for (unsigned char& byte : payload) byte = random.byte();
+    if (payload.size() > 3) payload[3] = random.byte() % 2;  // so that some lengths fit
     VelpMsgReqGetEventList list;
 
     EXPECT_TRUE(list.initFromResponse(okWith(payload)));

@@ -12,6 +12,7 @@ namespace {
 using namespace velp::samples;
 using testing::ElementsAre;
 using testing::IsEmpty;
+using velp::test::Random;
 
 // One span of each kind, with every number different.
 const Bytes mixed{2,    0,    4,                                      //
@@ -236,31 +237,27 @@ TEST(RmDataDecoding, HoldsNoMoreSpansThanThePayloadHasBytes) {
 }
 
 TEST(RmDataDecoding, IsTheSameWithAndWithoutTheSize) {
-  const unsigned int seed = testSeed();
-  SCOPED_TRACE("seed " + std::to_string(seed));
-  std::mt19937_64 random(seed);
+  Random random;
   VelpMsgReqRmData checked, trusting;
   for (int round = 0; round < 300; ++round) {
     Bytes payload = rmData(1, randomSpans(random, 300)).getRequest().getPayload();
-    payload[0] = static_cast<unsigned char>(1 + random() % 255);
+    payload[0] = static_cast<unsigned char>(1 + random.below(255));
     const Exact exact(payload);
 
     ASSERT_TRUE(checked.setData(exact.data(), exact.size()));
     ASSERT_TRUE(trusting.setData(exact.data()));
 
     ASSERT_NO_FATAL_FAILURE(expectEqual(checked, trusting));
-    ASSERT_FALSE(checked.setData(exact.data(), random() % exact.size()));
+    ASSERT_FALSE(checked.setData(exact.data(), random.below(exact.size())));
   }
 }
 
 TEST(RmDataDecoding, OfAnyBytesIsAllOrNothing) {
-  const unsigned int seed = testSeed();
-  SCOPED_TRACE("seed " + std::to_string(seed));
-  std::mt19937_64 random(seed);
+  Random random;
   int taken = 0;
   for (int round = 0; round < 20000; ++round) {
-    Bytes payload(random() % 80);
-    for (unsigned char& byte : payload) byte = static_cast<unsigned char>(random() % 4);
+    Bytes payload(random.below(80));
+    for (unsigned char& byte : payload) byte = static_cast<unsigned char>(random.below(4));
     if (payload.size() > 1) payload[1] = 0;
     const Exact exact(payload);
     VelpMsgReqRmData checked = rmData(77, {bareSpan(2)}), trusting;

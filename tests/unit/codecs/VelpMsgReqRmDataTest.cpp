@@ -18,6 +18,7 @@ using namespace velp::samples;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using velp::test::LogCapture;
+using velp::test::Random;
 
 Bytes encoded(const VelpMsgReqRmData& data) {
   LogCapture capture;
@@ -136,11 +137,9 @@ TEST(RmData, WritesBothBytesOfItsCount) {
 }
 
 TEST(RmData, NeedsTheBytesThatItsRequestHas) {
-  const unsigned int seed = testSeed();
-  SCOPED_TRACE("seed " + std::to_string(seed));
-  std::mt19937_64 random(seed);
+  Random random;
   for (int round = 0; round < 200; ++round) {
-    const auto mode = static_cast<std::uint32_t>(random() % 4);
+    const auto mode = static_cast<std::uint32_t>(random.below(4));
     const VelpMsgReqRmData sut = rmData(mode, randomSpans(random, 255));
 
     ASSERT_EQ(sut.getDataBytesNeeded(), encoded(sut).size()) << "mode " << mode;
@@ -152,11 +151,9 @@ TEST(RmData, TellsTheSizeOf255Spans) {
 }
 
 TEST(RmData, ComesBackAsItWas) {
-  const unsigned int seed = testSeed();
-  SCOPED_TRACE("seed " + std::to_string(seed));
-  std::mt19937_64 random(seed);
+  Random random;
   for (int round = 0; round < 200; ++round) {
-    const auto mode = static_cast<std::uint32_t>(1 + random() % 2);
+    const auto mode = static_cast<std::uint32_t>(1 + random.below(2));
     const VelpMsgReqRmData sent = rmData(mode, randomSpans(random, 300));
     const Bytes payload = encoded(sent);
     VelpMsgReqRmData received;

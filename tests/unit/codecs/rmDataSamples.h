@@ -8,10 +8,10 @@
 
 #include <memory>
 #include <ostream>
-#include <random>
 #include <string>
 #include <vector>
 
+#include "support/Random.h"
 #include "velpmsg/VelpMsgReqRmData.h"
 
 namespace velp::samples {
@@ -67,22 +67,17 @@ MATCHER_P4(IsSpan, type, from, to, text, "") {
          arg.text == text;
 }
 
-/// The seed that GoogleTest chose (--gtest_random_seed=N), printed when a check fails.
-inline unsigned int testSeed() {
-  return static_cast<unsigned int>(testing::UnitTest::GetInstance()->random_seed());
-}
-
-inline span_t randomSpan(std::mt19937_64& random) {
+inline span_t randomSpan(test::Random& random) {
   span_t span;
-  span.type = static_cast<std::uint32_t>(random() % 4);
-  if (span.type == 0) span = numbersSpan(random() >> random() % 64, random());
-  if (span.type == 1) span.text.resize(random() % 256, static_cast<char>(random()));
-  if (span.type == 3) span.type = 2 + static_cast<std::uint32_t>(random() % 254);
+  span.type = static_cast<std::uint32_t>(random.below(4));
+  if (span.type == 0) span = numbersSpan(random.number(), random.number());
+  if (span.type == 1) span.text.resize(random.below(256), static_cast<char>(random.byte()));
+  if (span.type == 3) span.type = static_cast<std::uint32_t>(2 + random.below(254));
   return span;
 }
 
-inline std::vector<span_t> randomSpans(std::mt19937_64& random, std::size_t most) {
-  std::vector<span_t> spans(random() % (most + 1));
+inline std::vector<span_t> randomSpans(test::Random& random, std::size_t most) {
+  std::vector<span_t> spans(random.below(most + 1));
   for (span_t& span : spans) span = randomSpan(random);
   return spans;
 }
