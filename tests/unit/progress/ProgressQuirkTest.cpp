@@ -1,0 +1,110 @@
+// SPDX-FileCopyrightText: libvelpmsg contributors
+// SPDX-License-Identifier: Apache-2.0
+// What looks like a mistake in the progress handler and is kept: see docs/quirks.md.
+#include "ProgressFixture.h"
+#include "velp/runtime/MutexLocker.h"
+
+namespace velp::test {
+namespace {
+
+using testing::ElementsAre;
+
+// A handler of a service that clears by itself.
+class Clearing : public VelpMsgProgressHandler {
+ public:
+  void clearOnly() {
+    MutexLocker locker(mutex);
+    clear();
+  }
+};
+
+using ProgressQuirk = ProgressFixture;
+
+TEST_F(ProgressQuirk, StartWritesItsEntryLineTwice) {
+  sut.traceLevel = 2;
+
+  EXPECT_EQ(start(), 0);
+
+  EXPECT_THAT(capture.lines(), ElementsAre("[DEBUG] PHR::start() ", "[DEBUG] PHR::start() "));
+}
+
+TEST_F(ProgressQuirk, OperationsSucceedAlsoWhenNobodyReceives) {
+  EXPECT_EQ(sut.start("Nobody", eventList, 0, 90, 4, never), 0);
+  EXPECT_EQ(sut.update(50, 90, 4), 0);
+  EXPECT_EQ(sut.update(50, 90, "text"), 0);
+  EXPECT_EQ(sut.updateInfo(4), 0);
+  EXPECT_EQ(sut.updateInfo("text"), 0);
+  EXPECT_EQ(tick(), VelTimer::TIMER_CONTINUE);
+
+  EXPECT_EQ(capture.text(), "");
+}
+
+TEST_F(ProgressQuirk, StartWithIntervalZeroSucceedsAndNeverTicks) {
+  started(0);
+
+  awaitOtherTicks(10);
+
+  expectNothingReceived();
+  EXPECT_EQ(sut.updateInfo(5), 0);
+  EXPECT_EQ(received(), stepResponse(eventList, 10, 5));
+}
+
+TEST_F(ProgressQuirk, TextOfAnUpdateIsForgottenAtTheNextTick) {
+  started();
+
+  EXPECT_EQ(sut.update(50, 90, "Halfway"), 0);
+  tick();
+
+  EXPECT_EQ(received(), textResponse(eventList, 50, "Halfway"));
+  EXPECT_EQ(received(), stepResponse(eventList, 55, 4));
+}
+
+TEST_F(ProgressQuirk, TickAfterTheStopReachesNobody) {
+  started();
+  sut.stop();
+  sut.traceLevel = 1;
+
+  EXPECT_EQ(tick(), VelTimer::TIMER_CONTINUE);
+
+  EXPECT_EQ(capture.lines().size(), 1u);
+  EXPECT_EQ(capture.countContaining("[DEBUG] PHR::sendProcessing()  "), 1u);
+  EXPECT_EQ(capture.countContaining(": 5% Info:No info"), 1u);
+  expectNothingReceived();
+}
+
+TEST_F(ProgressQuirk, ClearedCeilingIsNinety) {
+  sut.traceLevel = 1;
+
+  for (int i = 0; i < 30; ++i) tick();
+
+  EXPECT_EQ(capture.countContaining(": 90% Info:No info"), 13u);
+  EXPECT_EQ(capture.countContaining(": 85% Info:No info"), 1u);
+  EXPECT_EQ(capture.countContaining(": 95% Info:No info"), 0u);
+}
+
+TEST_F(ProgressQuirk, StopLeavesTheCeilingAtNinetyToo) {
+  EXPECT_EQ(sut.start("Requester", eventList, 0, 40, 4, never), 0);
+  sut.stop();
+  sut.traceLevel = 1;
+
+  for (int i = 0; i < 30; ++i) tick();
+
+  EXPECT_EQ(capture.countContaining(": 90% Info:No info"), 13u);
+}
+
+TEST_F(ProgressQuirk, ClearForgetsATimerThatTicksOn) {
+  Clearing handler;
+  EXPECT_EQ(handler.start("Requester", eventList, 0, 90, 4, 1), 0);
+  handler.clearOnly();
+  handler.stop();
+  handler.traceLevel = 1;
+
+  EXPECT_TRUE(capture.waitForLineContaining(": 90% Info:No info", 3));
+
+  EXPECT_EQ(handler.updateInfo(4), -1);
+  drain();
+  expectNothingReceived();
+}
+
+}  // namespace
+}  // namespace velp::test
