@@ -12,6 +12,7 @@
 #include "velp/message/VelpClientMessageRequest.h"
 #include "velp/message/VelpClientMessageResponse.h"
 #include "velp/runtime/Condition.h"
+#include "velp/runtime/FaultUtil.h"
 #include "velp/runtime/Mutex.h"
 #include "velp/runtime/Singleton.h"
 #include "velpmsg/export.h"
@@ -105,6 +106,11 @@ class VELPMSG_API VelpMsgSender : private VelpBusProxyCallback, public Singleton
   /// answers the request, at the name in its text field, with ERROR_WRONG_LENGTH.
   [[nodiscard]] bool checkRequestLengthTxErrResponse(const VelpClientMessageRequest& request,
                                                      unsigned short expected);
+
+  /// Files a fault record with the participant "FaultManagement": `code`, the fault's source
+  /// `text1`, whether the fault came (`flag` true) or went, and `text2` about it; for the text see
+  /// FaultUtil. A NUL character ends the record's text. Writes an information line with the result.
+  bool sendSysMsgErrorLog(faultCode_t code, std::string text1, bool flag, std::string text2);
 
   /// Called by the bus for every message that reaches the process; `other` is not used.
   void velpBusProxyCb(const MessageBase* msg, const std::string& source,
