@@ -3,25 +3,41 @@
 // The event list: events as text, joined by spaces in one string field.
 #include "velpmsg/VelpMsgReqGetEventList.h"
 
-#include <locale>
-#include <sstream>
+#include <algorithm>
+#include <string_view>
+#include <utility>
 
 #include "codecs/bigEndian.h"
+#include "codecs/decimal.h"
 
 namespace {
 
 constexpr unsigned short textPosition = 3;
 constexpr unsigned short textLengthSize = 2;
 
-// The global locale may group digits; the wire has plain ones.
-template <typename Number>
-void readNumber(const std::string& field, Number& number) {
-  std::istringstream stream(field);
-  stream.imbue(std::locale::classic());
-  stream >> std::dec >> number;
+using Event = VelpMsgReqGetEventList::Event;
+
+// Calls `use` with each part of `text` that a separator ends, and with the rest if there is any.
+template <typename Use>
+void forEachPart(std::string_view text, char separator, Use use) {
+  while (!text.empty()) {
+    const std::string_view part = text.substr(0, text.find(separator));
+    use(part);
+    text.remove_prefix(std::min(part.size() + 1, text.size()));
+  }
 }
 
-std::string listText(const std::vector<VelpMsgReqGetEventList::Event>& events) {
+void readEvent(std::string_view info, Event& event) {
+  unsigned int position = 0;
+  forEachPart(info, ';', [&](std::string_view field) {
+    if (position == 0) velp::extractDecimal(field, event.number);
+    if (position == 1) event.text = field;
+    if (position == 2) velp::extractDecimal(field, event.code);
+    ++position;
+  });
+}
+
+std::string listText(const std::vector<Event>& events) {
   std::string text;
   for (const auto& event : events) {
     // QUIRK(19): nothing keeps spaces and semicolons out of an event's own text.
@@ -38,13 +54,8 @@ std::string VelpMsgReqGetEventList::Event::getEventInfo() const {
 }
 
 void VelpMsgReqGetEventList::Event::setDataFromEventInfo(const std::string& info) {
-  std::istringstream fields(info);
-  std::string field;
-  for (unsigned int position = 0; std::getline(fields, field, ';'); ++position) {
-    if (position == 0) readNumber(field, number);
-    if (position == 1) text = field;
-    if (position == 2) readNumber(field, code);
-  }
+  // A copy: the caller may pass the event's own text, which reading changes.
+  readEvent(std::string(info), *this);
 }
 
 unsigned int VelpMsgReqGetEventList::setResponseData(std::vector<unsigned char>& payload) const {
@@ -64,14 +75,13 @@ bool VelpMsgReqGetEventList::initFromResponse(const VelpClientMessageResponse& r
   leadByte = payload.empty() ? 0 : payload.front();
   // QUIRK(18): the count before the text is not read; the text alone tells how many events there
   // are.
-  std::istringstream tokens(response.getString(textPosition, textLengthSize));
-  std::string token;
-  // QUIRK(17): appends to the events that are already there.
-  while (std::getline(tokens, token, ' ')) {
-    if (token.empty()) continue;
+  const std::string text = response.getString(textPosition, textLengthSize);
+  forEachPart(text, ' ', [this](std::string_view token) {
+    if (token.empty()) return;
     Event event;
-    event.setDataFromEventInfo(token);
-    events.push_back(event);
-  }
+    readEvent(token, event);
+    // QUIRK(17): appends to the events that are already there.
+    events.push_back(std::move(event));
+  });
   return true;
 }

@@ -105,6 +105,14 @@ TEST(Event, SetsMembersToZeroWhoseFieldsHoldNoNumber) {
   EXPECT_THAT(parsed("+-1;new; - 1", before), IsEvent(0, "new", 0));
 }
 
+TEST(Event, IsReadFromItsOwnText) {
+  Event event{1, "8;a text of more than a few characters;9;", 2};
+
+  event.setDataFromEventInfo(event.text);
+
+  EXPECT_THAT(event, IsEvent(8, "a text of more than a few characters", 9));
+}
+
 TEST(Event, IgnoresSurplusFields) {
   EXPECT_THAT(parsed("1;a;2;3;b;c"), IsEvent(1, "a", 2));
 }
