@@ -268,6 +268,27 @@ TEST_F(OutboundTest, KeepsAConnectionThatASenderHasOpenedAgainMeanwhile) {
   EXPECT_THAT(codes(), ElementsAre(STATUS_LINK_LOST, STATUS_LINK_BACK));
 }
 
+TEST_F(OutboundTest, KeepsTheConnectionThatHasComeAfterOneGivenUp) {
+  ASSERT_TRUE(send({1}));
+  ASSERT_EQ(unlink((path + "/Receiver").c_str()), 0);
+  listener.reset();
+  const std::uint64_t id = hangUp();
+  {
+    int locks = 0;
+    const CallHook meanwhile(Call::pthread_mutex_lock, [&] {
+      if (++locks != 3) return 0;
+      EXPECT_FALSE(send({2})) << "it gives the connection up";
+      listener = listenAt(directory, "Receiver");
+      EXPECT_TRUE(send({3}));
+      return 0;
+    });
+    sut.onHangUp(id);
+  }
+  EXPECT_TRUE(send({4}));
+  EXPECT_THAT(packets(accept()), ElementsAre(greeting, inlinePacket({3}), inlinePacket({4})));
+  EXPECT_FALSE(accept());
+}
+
 TEST_F(OutboundTest, LeavesAConnectionThatAnotherSenderHasGivenUp) {
   Latch waiting;
   std::thread other;
