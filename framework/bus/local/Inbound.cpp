@@ -6,6 +6,10 @@
 //                  │ 1 s, or 16 newer ones       │ anything against the rules
 //                  └──────────▶ closed ◀─────────┘ end of the connection
 //
+// A callback may keep this thread for long, so whoever has no name yet is read once more before it
+// is closed for its silence, and before a later connection gets a name: what counts is when a hello
+// came, not when this thread found the time for it.
+//
 // A name is proven when the kernel says that the peer's user owns the name's lock file. A named
 // connection of the same name that is still there belongs to an earlier life of that participant:
 // what it sent is taken first, then it is closed.
@@ -80,7 +84,7 @@ bool Inbound::acceptOne(TransportSink& sink) {
   if (getsockopt(fd.get(), SOL_SOCKET, SO_PEERCRED, &peer, &size) != 0) return true;
   const std::uint64_t id = nextId++;
   if (!watch(epollFd, fd.get(), id)) return true;
-  makeRoomForHello();
+  makeRoomForHello(sink);
   const std::uint64_t due = monotonicMilliseconds() + helloTime;
   connections.emplace(id, Connection{std::move(fd), peer.pid, peer.uid, {}, 0});
   pendingHellos.emplace(id, due);
@@ -97,31 +101,32 @@ void Inbound::pauseListening() {
 }
 
 // The one that has kept silent for longest goes first.
-void Inbound::makeRoomForHello() {
+void Inbound::makeRoomForHello(TransportSink& sink) {
   if (pendingHellos.size() < maxPendingHellos) return;
-  const std::uint64_t oldest = pendingHellos.begin()->first;
-  refuse(STATUS_SENDER_REFUSED, connections.at(oldest), "too many connections without a hello");
-  pendingHellos.erase(oldest);
-  connections.erase(oldest);
+  closeIfSilent(pendingHellos.begin()->first, "too many connections without a hello", sink);
 }
 
-int Inbound::onTime() {
+void Inbound::closeIfSilent(std::uint64_t id, const char* why, TransportSink& sink) {
+  readPackets(id, sink, 1);
+  if (pendingHellos.count(id) == 0) return;
+  refuse(STATUS_SENDER_REFUSED, connections.at(id), why);
+  pendingHellos.erase(id);
+  connections.erase(id);
+}
+
+int Inbound::onTime(TransportSink& sink) {
   const std::uint64_t now = monotonicMilliseconds();
   if (listenAgainAt != 0 && listenAgainAt <= now) {
     listenAgainAt = watch(epollFd, listener, listenerId) ? 0 : now + listenPause;
   }
   while (!pendingHellos.empty() && pendingHellos.begin()->second <= now) {
-    const std::uint64_t id = pendingHellos.begin()->first;
-    refuse(STATUS_SENDER_REFUSED, connections.at(id), "no hello within a second");
-    pendingHellos.erase(id);
-    connections.erase(id);
+    closeIfSilent(pendingHellos.begin()->first, "no hello within a second", sink);
   }
   std::uint64_t next = listenAgainAt;
   if (!pendingHellos.empty() && (next == 0 || pendingHellos.begin()->second < next)) {
     next = pendingHellos.begin()->second;
   }
-  if (next == 0) return -1;
-  return next <= now ? 0 : static_cast<int>(next - now);
+  return next == 0 ? -1 : static_cast<int>(next - now);
 }
 
 void Inbound::onConnectionReady(std::uint64_t id, TransportSink& sink) {
@@ -162,11 +167,20 @@ bool Inbound::takeHello(std::uint64_t id, Connection& connection, const Received
            "it calls itself " + hello->name + ", a name that is not its user's");
     return false;
   }
+  takeEarlierHellos(id, sink);
   endOlder(id, hello->name, sink);
   connection.name = hello->name;
   connection.generation = hello->generation;
   pendingHellos.erase(id);
   return true;
+}
+
+// Otherwise an earlier connection of the same name would be taken for the newer one.
+void Inbound::takeEarlierHellos(std::uint64_t id, TransportSink& sink) {
+  const std::map<std::uint64_t, std::uint64_t> pending = pendingHellos;
+  for (auto earlier = pending.begin(); earlier != pending.lower_bound(id); ++earlier) {
+    readPackets(earlier->first, sink, 1);
+  }
 }
 
 // Shut down first: its sender could go on for ever filling what is being emptied.

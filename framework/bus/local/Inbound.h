@@ -32,7 +32,7 @@ class Inbound {
   void onConnectionReady(std::uint64_t id, TransportSink& sink);
   /// Closes what has not said hello in time and listens again after a pause. Returns the
   /// milliseconds until there is something of this kind to do, or -1.
-  int onTime();
+  int onTime(TransportSink& sink);
 
  private:
   struct Connection {
@@ -46,13 +46,15 @@ class Inbound {
 
   bool acceptOne(TransportSink& sink);
   void pauseListening();
-  void makeRoomForHello();
+  void makeRoomForHello(TransportSink& sink);
+  void closeIfSilent(std::uint64_t id, const char* why, TransportSink& sink);
   void readPackets(std::uint64_t id, TransportSink& sink, int limit);
   bool takePacket(std::uint64_t id, Connection& connection, ReceivedPacket& packet,
                   TransportSink& sink);
   bool takeHello(std::uint64_t id, Connection& connection, const ReceivedPacket& packet,
                  TransportSink& sink);
   bool takeFrame(const Connection& connection, ReceivedPacket& packet, TransportSink& sink);
+  void takeEarlierHellos(std::uint64_t id, TransportSink& sink);
   void endOlder(std::uint64_t id, const std::string& name, TransportSink& sink);
   void refuse(int code, const Connection& connection, const std::string& why);
   static std::string describe(const Connection& connection);

@@ -110,7 +110,7 @@ class LocalTransport : public Transport {
   void receive(TransportSink& sink) override {
     std::array<epoll_event, eventsPerTurn> events;
     while (!stopping) {
-      const int count = epoll_wait(epoll.get(), events.data(), eventsPerTurn, inbound.onTime());
+      const int count = epoll_wait(epoll.get(), events.data(), eventsPerTurn, inbound.onTime(sink));
       for (int i = 0; i < count && !stopping; ++i) {
         handle(events[static_cast<std::size_t>(i)].data.u64, sink);
       }

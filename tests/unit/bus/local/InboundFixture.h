@@ -59,7 +59,7 @@ class InboundFixture : public LocalBus {
     }
   }
   int onTime() {
-    const int next = sut.onTime();
+    const int next = sut.onTime(sink);
     reports.hand(sink);
     return next;
   }

@@ -213,6 +213,51 @@ TEST_F(InboundHello, IsAwaitedFromSixteenAtATime) {
   expectRefusedSender(self("a stranger"), "too many connections without a hello");
 }
 
+// A callback may keep the reception thread for longer than a hello has time.
+TEST_F(InboundHello, ThatCameInTimeCountsHoweverLateItIsRead) {
+  const RawClient client = connect();
+  serve();
+  ASSERT_TRUE(client.sayHello("Sender"));
+  ASSERT_TRUE(client.send(inlinePacket({7})));
+  clock.advance(2000);
+  EXPECT_EQ(onTime(), -1);
+  serve();
+  EXPECT_TRUE(client.isKept());
+  EXPECT_THAT(numbers(), ElementsAre(7));
+  EXPECT_TRUE(sink.reports.empty());
+}
+
+TEST_F(InboundHello, ThatCameInTimeCountsHoweverManyConnectBehindIt) {
+  const RawClient client = connect();
+  serve();
+  ASSERT_TRUE(client.sayHello("Sender"));
+  ASSERT_TRUE(client.send(inlinePacket({7})));
+  std::vector<RawClient> silent;
+  for (int i = 0; i < 16; ++i) silent.push_back(connect());
+  sut.onListenerReady(sink);
+  serve();
+  EXPECT_TRUE(client.isKept());
+  EXPECT_TRUE(silent.front().isKept());
+  EXPECT_THAT(numbers(), ElementsAre(7));
+  EXPECT_TRUE(sink.reports.empty());
+}
+
+TEST_F(InboundHello, OfTheEarlierConnectionIsReadFirst) {
+  const RawClient older = connect();
+  serve();
+  ASSERT_TRUE(older.sayHello("Sender"));
+  for (unsigned char i = 0; i < 40; ++i) ASSERT_TRUE(older.send(inlinePacket({i})));
+  const RawClient newer = connect();
+  ASSERT_TRUE(newer.sayHello("Sender", 2));
+  ASSERT_TRUE(newer.send(inlinePacket({40})));
+  sut.onListenerReady(sink);
+  serve();
+  EXPECT_TRUE(older.isDropped());
+  EXPECT_TRUE(newer.isKept());
+  ASSERT_EQ(numbers().size(), 41u);
+  for (unsigned int i = 0; i <= 40; ++i) EXPECT_EQ(numbers()[i], i);
+}
+
 TEST_F(InboundHello, EndsAnEarlierConnectionOfThatNameAfterItsLastFrames) {
   const RawClient older = connectAs("Sender");
   for (unsigned char i = 0; i < 40; ++i) ASSERT_TRUE(older.send(inlinePacket({i})));
