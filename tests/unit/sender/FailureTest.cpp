@@ -104,6 +104,24 @@ TEST_F(SynchronousRequest, TakesNothingOverFromOneWhoseWaitFailed) {
   EXPECT_EQ(response, Response());
 }
 
+TEST_F(SynchronousRequest, TakesNoProgressOverFromAnEarlierOne) {
+  sut().traceLevel = 1;
+  const Response progress(eventList, Response::STATUS_PROGRESS);
+  // Both are in before the wait begins, which ends without a look at the progress.
+  hooks().sendTo = [&](const MessageBase&) {
+    sut().velpBusProxyCb(&progress, "Service", "Client");
+    answer();
+    return true;
+  };
+  EXPECT_EQ(send(0), 0);
+  hooks() = Hooks();
+
+  EXPECT_EQ(send(0), -2);
+
+  EXPECT_EQ(capture.countContaining("Rx Progress"), 1u);
+  EXPECT_EQ(capture.countContaining("Rx progress."), 0u);
+}
+
 TEST_F(SynchronousRequest, WaitsAgainAfterAWakeUpWithoutNews) {
   sut().traceLevel = 1;
   int waits = 0;
@@ -119,6 +137,23 @@ TEST_F(SynchronousRequest, WaitsAgainAfterAWakeUpWithoutNews) {
 
   EXPECT_GE(waits, 3);
   EXPECT_EQ(capture.countContaining("Rx progress."), 0u);
+}
+
+TEST_F(SynchronousRequest, MeasuresItsTimeOutOnTheMonotonicClock) {
+  timespec seen = {};
+  hooks().condTimedWait = [&seen](const timespec& deadline) {
+    seen = deadline;
+    return ETIMEDOUT;
+  };
+  timespec before;
+  clock_gettime(CLOCK_MONOTONIC, &before);
+
+  EXPECT_EQ(send(65535), -2);
+
+  timespec after;
+  clock_gettime(CLOCK_MONOTONIC, &after);
+  EXPECT_GE(seen.tv_sec, before.tv_sec + 65535);
+  EXPECT_LE(seen.tv_sec, after.tv_sec + 65535);
 }
 
 TEST_F(SynchronousRequest, DoesNotNeedTheSendLock) {
@@ -193,6 +228,27 @@ TEST_F(Reception, LeavesItsLocksFreeWhenTheSignalFails) {
   };
 
   EXPECT_EQ(send(1), 0);
+}
+
+TEST_F(Reception, SignalsWithTheWaitersMutexHeld) {
+  Mutex* mutex = nullptr;
+  hooks().beforeWait = [&mutex](Mutex& waitMutex) { mutex = &waitMutex; };
+  EXPECT_EQ(send(0), -2);
+  ASSERT_NE(mutex, nullptr);
+  bool held = false;
+  hooks().condSignal = [mutex, &held] {
+    if (mutex->tryLock()) {
+      mutex->unlock();
+    } else {
+      held = true;
+    }
+    return 0;
+  };
+  answerAtOnce();
+
+  EXPECT_EQ(send(0), 0);
+
+  EXPECT_TRUE(held);
 }
 
 class SendLock : public HookedSender {
