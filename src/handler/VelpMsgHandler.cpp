@@ -42,16 +42,22 @@ const char* VelpMsgHandler::getThreadName() const {
 }
 
 void VelpMsgHandler::run() {
-  MutexLocker locker(handleMutex);
-  if (running.exchange(true)) return;
-  onBus = false;
-  if (pthread_create(&handle, nullptr, Thread::startWrapper, static_cast<Thread*>(this)) != 0) {
-    // Without a thread the handle must say so: a failed pthread_create leaves it undefined.
-    handle = noThread();
-    return;
+  try {
+    MutexLocker locker(handleMutex);
+    if (running.exchange(true)) return;
+    onBus = false;
+    if (pthread_create(&handle, nullptr, Thread::startWrapper, static_cast<Thread*>(this)) != 0) {
+      // Without a thread the handle must say so: a failed pthread_create leaves it undefined.
+      handle = noThread();
+      return;
+    }
+    // A service that joins the bus next must not lose the requests that wait for it there.
+    while (!onBus) joinedBus.wait(handleMutex);
+  } catch (...) {
+    // The constructor is about to destroy what the worker uses.
+    if (clearRunning()) join();
+    throw;
   }
-  // A service that joins the bus next must not lose the requests that wait for it there.
-  while (!onBus) joinedBus.wait(handleMutex);
 }
 
 void VelpMsgHandler::threadCode() {
