@@ -44,7 +44,7 @@ Response okWith(const Bytes& payload) {
 Bytes payloadOf(const std::string& text, unsigned char count = 0) {
   Bytes payload{0, 0, count, static_cast<unsigned char>(text.size() >> 8),
                 static_cast<unsigned char>(text.size())};
-  payload.insert(payload.end(), text.begin(), text.end());
+  for (const char c : text) payload.push_back(static_cast<unsigned char>(c));
   return payload;
 }
 
