@@ -107,7 +107,10 @@ int __wrap_clock_gettime(clockid_t clock, timespec* now) {
 int __wrap_pthread_create(pthread_t* handle, const pthread_attr_t* attributes, void* (*body)(void*),
                           void* argument) {
   const int error = countAndFail(PosixCall::threadCreate);
-  return error != 0 ? error : __real_pthread_create(handle, attributes, body, argument);
+  if (error == 0) return __real_pthread_create(handle, attributes, body, argument);
+  // The system may have written a handle when it fails.
+  *handle = pthread_self();
+  return error;
 }
 
 }  // extern "C"

@@ -61,6 +61,19 @@ class ReportingSingleton : public Singleton<ReportingSingleton> {
   std::exit(0);
 }
 
+class ReturningSingleton : public Singleton<ReturningSingleton> {
+ public:
+  ReturningSingleton() { std::fputs("made\n", stderr); }
+  ~ReturningSingleton() override { std::fputs("deleted\n", stderr); }
+};
+
+// What is registered first at exit runs last: here, when the instance is gone.
+[[noreturn]] void exitWithALateUser() {
+  std::atexit([] { ReturningSingleton::getInstance(); });
+  ReturningSingleton::getInstance();
+  std::exit(0);
+}
+
 }  // namespace
 
 TEST(Singleton, IsMadeOnceWhenManyAskAtTheSameTime) {
@@ -94,6 +107,12 @@ TEST(SingletonDeathTest, IsDeletedAtExit) {
   GTEST_FLAG_SET(death_test_style, "threadsafe");
 
   EXPECT_EXIT(exitAfterUse(), testing::ExitedWithCode(0), "^deleted once\n$");
+}
+
+TEST(SingletonDeathTest, IsMadeAnewForWhoeverAsksAfterItsEnd) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+
+  EXPECT_EXIT(exitWithALateUser(), testing::ExitedWithCode(0), "^made\ndeleted\nmade\n$");
 }
 
 TEST(Singleton, ExplicitInstantiationIsOneInstanceForAllLibraries) {
