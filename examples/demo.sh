@@ -49,7 +49,8 @@ wait_for() {
 }
 
 start_service() {
-  "$bin/event-service" --bus "local:$dir" --log "$log" --generate --limit 500 --delay 700 \
+  "$bin/event-service" --bus "local:$dir" --log "$log" --store "$dir/events.db" \
+    --generate --limit 500 --delay 700 \
     >"$dir/service.out" 2>&1 3>&- &
   service=$!
   wait_for ready
@@ -127,6 +128,17 @@ step '6. A restarted service takes its name at once' \
   'again and answers.'
 start_service
 in_background Client1 --last 3
+expect_background 0
+
+step '7. Remove events for good' \
+  'Client1 has all events of the action "installed" removed (message ID 3). The service keeps its' \
+  'events in an SQLite database and answers once the removal is on disk: after a kill -9 and a' \
+  'restart they are still gone, although the log still tells of them.'
+in_background Client1 --remove-text installed=
+expect_background 0
+kill_service
+start_service
+in_background Client1 --last 5
 expect_background 0
 
 printf '\nEverything happened as announced. The processes end and the bus directory goes.\n'

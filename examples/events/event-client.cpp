@@ -1,6 +1,6 @@
 // SPDX-FileCopyrightText: libvelpmsg contributors
 // SPDX-License-Identifier: Apache-2.0
-// A client process: asks a service for its event list and prints it.
+// A client process: asks a service for its event list and prints it, or has events removed.
 #include <fmt/format.h>
 
 #include <CLI/CLI.hpp>
@@ -10,6 +10,7 @@
 #include <string>
 
 #include "EventTable.h"
+#include "Removal.h"
 #include "velp/bus/VelpBusProxy.h"
 #include "velp/runtime/LogUtil.h"
 #include "velpmsg/VelpMsgSender.h"
@@ -34,6 +35,7 @@ struct Options {
   unsigned short timeout = 5;
   unsigned int id = VelpClientMessageBase::MSG_GET_EVENT_LIST;
   std::size_t last = 1000;
+  Removal removal;
 };
 
 void declare(CLI::App& app, Options& options) {
@@ -45,6 +47,7 @@ void declare(CLI::App& app, Options& options) {
   app.add_option("--id", options.id, "Message ID of the request")->capture_default_str();
   app.add_option("--last", options.last, "How many of the latest events to print")
       ->capture_default_str();
+  declareRemoval(app, options.removal);
   app.footer(
       "Exit status: 0 answered, 1 usage or no bus, 2 error response, 3 no such service,\n"
       "4 not available, 5 busy, 6 time-out.");
@@ -77,6 +80,10 @@ Outcome printAnswer(const Options& options, const VelpClientMessageResponse& res
   if (response.getStatus() == VelpClientMessageResponse::STATUS_ERROR) {
     return tellError(options, response);
   }
+  if (options.id == VelpClientMessageBase::MSG_REMOVE_DATA) {
+    fmt::print("{} {}\n", options.service, velp::escaped(response.getString(0, 1)));
+    return ANSWERED;
+  }
   VelpMsgReqGetEventList list;
   if (!list.initFromResponse(response)) {
     return tell(ERROR_RESPONSE, options.service + " answered, but not with an event list");
@@ -85,10 +92,17 @@ Outcome printAnswer(const Options& options, const VelpClientMessageResponse& res
   return ANSWERED;
 }
 
-Outcome ask(const Options& options) {
+VelpClientMessageRequest requestOf(Options& options) {
+  if (isWanted(options.removal)) {
+    options.id = VelpClientMessageBase::MSG_REMOVE_DATA;
+    return requestOf(options.removal);
+  }
+  return {static_cast<VelpClientMessageBase::velpMsgID_t>(options.id), nullptr, 0};
+}
+
+Outcome ask(Options& options) {
   VelpBusProxy::getInstance()->connect(options.name, options.bus);
-  const auto id = static_cast<VelpClientMessageBase::velpMsgID_t>(options.id);
-  const VelpClientMessageRequest request(id, nullptr, 0);
+  const VelpClientMessageRequest request = requestOf(options);
   VelpClientMessageResponse response;
   switch (VelpMsgSender::getInstance()->sendRequestWaitForResponse(options.service, request,
                                                                    response, options.timeout)) {
@@ -107,7 +121,8 @@ Outcome ask(const Options& options) {
 
 int main(int argc, char** argv) {
   Options options;
-  CLI::App app("Asks a service for its event list and prints it as a table.");
+  CLI::App app(
+      "Asks a service for its event list and prints it as a table, or has events removed.");
   try {
     declare(app, options);
     app.parse(argc, argv);

@@ -1,6 +1,8 @@
 // SPDX-FileCopyrightText: libvelpmsg contributors
 // SPDX-License-Identifier: Apache-2.0
-// A service process: serves the package manager's log as an event list until SIGTERM or SIGINT.
+// A service process: serves the package manager's log as an event list, and removes events, until
+// SIGTERM or SIGINT.
+#include <SQLiteCpp/Exception.h>
 #include <fmt/format.h>
 #include <signal.h>
 
@@ -11,9 +13,10 @@
 #include <fstream>
 #include <sstream>
 #include <string>
-#include <utility>
+#include <vector>
 
 #include "EventService.h"
+#include "EventStore.h"
 #include "PackageLog.h"
 
 namespace {
@@ -22,6 +25,7 @@ struct Options {
   std::string bus = "local:";
   std::string name = "EventService";
   std::string log = "/var/log/dpkg.log";
+  std::string store;
   unsigned int delay = 0;
   std::size_t limit = 1000;
   bool generate = false;
@@ -32,6 +36,9 @@ void declare(CLI::App& app, Options& options) {
   app.add_option("--name", options.name, "Name on the bus")->capture_default_str();
   app.add_option("--log", options.log, "Log to serve; unknown lines are counted and skipped")
       ->capture_default_str();
+  app.add_option("--store", options.store,
+                 "File that keeps the events, so that what was removed stays removed after a "
+                 "restart; none: they are kept in memory");
   app.add_option("--delay", options.delay, "Milliseconds to take over each request")
       ->capture_default_str();
   app.add_option("--limit", options.limit, "How many of the latest events to serve")
@@ -65,11 +72,15 @@ bool readLog(const Options& options, PackageLog& log) {
   return false;
 }
 
-void shorten(std::vector<VelpMsgReqGetEventList::Event>& events, std::size_t limit) {
+// How many events the service will answer with; tells on stderr if that is less than `limit`.
+std::size_t countServed(const EventStore& store, std::size_t limit) {
+  std::vector<VelpMsgReqGetEventList::Event> events = store.events();
   const std::size_t cut = keepMostRecent(events, limit);
-  if (cut == 0) return;
-  fmt::print(stderr, "event-service: left out the {} oldest events: a list holds 65,535 bytes\n",
-             cut);
+  if (cut > 0) {
+    fmt::print(stderr, "event-service: left out the {} oldest events: a list holds 65,535 bytes\n",
+               cut);
+  }
+  return events.size();
 }
 
 // The signals that end the service. main() blocks them before any other thread exists, so that
@@ -85,10 +96,11 @@ sigset_t endSignals() {
 int serve(const Options& options) {
   PackageLog log;
   if (!readLog(options, log)) return 1;
-  shorten(log.events, options.limit);
+  EventStore store(options.store);
+  store.add(log.events);
 
-  const std::size_t count = log.events.size();
-  EventService service(std::move(log.events), std::chrono::milliseconds(options.delay));
+  const std::size_t count = countServed(store, options.limit);
+  EventService service(store, options.limit, std::chrono::milliseconds(options.delay));
   service.join(options.name, options.bus);
   fmt::print("ready: {} events, as {} on {}\n", count, options.name, options.bus);
   std::fflush(stdout);
@@ -112,6 +124,9 @@ int main(int argc, char** argv) {
     return serve(options);
   } catch (const CLI::ParseError& error) {
     return app.exit(error) == 0 ? 0 : 1;
+  } catch (const SQLite::Exception& error) {
+    fmt::print(stderr, "event-service: cannot use the store {}: {}\n", options.store, error.what());
+    return 1;
   } catch (const std::exception& error) {
     fmt::print(stderr, "event-service: {}\n", error.what());
     return 1;

@@ -46,6 +46,10 @@ TEST_F(Demo, ShowsTheAnswerTheRefusalsAndTheTimeOut) {
   EXPECT_THAT(demo.out(), HasSubstr("(error 1: not available)"));
   EXPECT_THAT(demo.out(), HasSubstr("(-2)"));
   EXPECT_THAT(demo.out(), HasSubstr("(-1)"));
+  EXPECT_THAT(demo.out(), HasSubstr("EventService removed 1 events"));
+  const std::string end = demo.out().substr(demo.out().find("EventService removed"));
+  EXPECT_THAT(end, HasSubstr("2026-11-01 10:00:00  install  tar:amd64     1\n"));
+  EXPECT_THAT(end, Not(HasSubstr("installed  tar")));
   EXPECT_THAT(demo.out(), HasSubstr("Everything happened as announced."));
 }
 
