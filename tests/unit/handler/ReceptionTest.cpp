@@ -5,6 +5,8 @@
 #include <thread>
 
 #include "HandlerFixture.h"
+#include "Registrations.h"
+#include "unit/runtime/PosixFailures.h"
 
 namespace velp::test {
 namespace {
@@ -151,12 +153,61 @@ TEST_F(Reception, RefusesTheSecondRequestAndKeepsTheFirst) {
   makeStopped(0);
   serve(eventList);
 
-  giveRequest(eventList);
+  give(Request(eventList, nullptr, 0), "First");
   give(Request(eventList, nullptr, 0), "Client");
 
   EXPECT_EQ(answer().getErrorCode(), Response::ERROR_BUSY);
+  EXPECT_EQ(HandlerInside::requestsIn(*sut), 1u);
+  EXPECT_EQ(HandlerInside::firstRequest(*sut).lock()->getText(), "First");
   sut->run();
   EXPECT_TRUE(served.waitFor());
+}
+
+TEST_F(Reception, TracesRefusalsAndIgnoredResponsesAtLevelTwoAsAtLevelOne) {
+  makeStopped(2);
+  serve(eventList);
+
+  isRefused(BUSY, Response::ERROR_BUSY);
+  EXPECT_THAT(capture.lines(), ElementsAre("[DEBUG] VelH::velpBusProxyCb() request busy"));
+  isRefused(INVALID, Response::ERROR_NOT_AVAILABLE);
+  EXPECT_THAT(capture.lines(), ElementsAre("[DEBUG] VelH::velpBusProxyCb() request not available"));
+  capture.clear();
+  giveResponse(otherID);
+  EXPECT_THAT(
+      capture.lines(),
+      ElementsAre(
+          "[DEBUG] VelH::velpBusProxyCb() response ignored id unknown(60) from \"Client\""));
+}
+
+TEST_F(Reception, SendsRefusalsWithoutItsLock) {
+  makeStopped(0);
+  serve(eventList);
+  unsigned int free = 0;
+  registrations().before("sendTo", [this, &free] {
+    if (!HandlerInside::isLocked(*sut)) ++free;
+  });
+
+  isRefused(BUSY, Response::ERROR_BUSY);
+  isRefused(INVALID, Response::ERROR_NOT_AVAILABLE);
+  registrations().clear();
+
+  EXPECT_EQ(free, 2u);
+}
+
+TEST_F(Reception, SignalsOncePerQueuedMessageAndForNothingElse) {
+  makeStopped(0);
+  serve(eventList);
+  receive(eventList);
+  const unsigned int before = callsOf(PosixCall::condSignal);
+
+  giveRequest(eventList);
+  EXPECT_EQ(callsOf(PosixCall::condSignal), before + 1);
+  giveResponse(eventList);
+  EXPECT_EQ(callsOf(PosixCall::condSignal), before + 2);
+  give(Request(eventList, nullptr, 0), "Nobody");
+  giveResponse(otherID);
+  give(SystemMessage("text", 10));
+  EXPECT_EQ(callsOf(PosixCall::condSignal), before + 2);
 }
 
 TEST_F(Reception, IgnoresThatARefusalCannotBeSent) {

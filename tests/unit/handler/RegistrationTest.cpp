@@ -1,6 +1,8 @@
 // SPDX-FileCopyrightText: libvelpmsg contributors
 // SPDX-License-Identifier: Apache-2.0
 // Registering callbacks, and reading and setting request states.
+#include <thread>
+
 #include "HandlerFixture.h"
 
 namespace velp::test {
@@ -18,6 +20,7 @@ class Registration : public HandlerFixture {
     MutexLocker locker(HandlerInside::mutexOf(*sut));
     return ((*sut).*&VelpMsgHandler::getRequestStateNoLock)(id);
   }
+  // As for stateNoLock().
   void setStateNoLock(velpMsgID_t id, requestState_t state) VELP_NO_THREAD_SAFETY_ANALYSIS {
     MutexLocker locker(HandlerInside::mutexOf(*sut));
     ((*sut).*&VelpMsgHandler::setRequestStateNoLock)(id, state);
@@ -132,6 +135,28 @@ TEST_F(Registration, MakesItemsThatAreNotAvailableAndEmptyByDefault) {
   EXPECT_EQ(request.state, NOT_AVAILABLE);
   EXPECT_TRUE(request.callback.empty());
   EXPECT_TRUE(response.callback.empty());
+}
+
+// Thread sanitizer sees an operation that does not lock.
+TEST_F(Registration, MayBeDoneReadAndSetByManyThreadsAtOnce) {
+  makeStopped(0);
+  const auto useOne = [this](unsigned int first) {
+    for (unsigned int i = 0; i < 100; ++i) {
+      const auto id = static_cast<velpMsgID_t>(first + i);
+      EXPECT_EQ(sut->registerRequest(id, AVAILABLE, [](const Request&) { return BUSY; }), 0);
+      EXPECT_EQ(sut->registerResponse(id, [](const Response&) {}), 0);
+      EXPECT_EQ(sut->getRequestState(id), AVAILABLE);
+      sut->setRequestState(id, INVALID);
+      EXPECT_EQ(sut->getRequestState(id), INVALID);
+    }
+  };
+
+  std::thread one(useOne, 1000);
+  std::thread other(useOne, 2000);
+  one.join();
+  other.join();
+
+  EXPECT_EQ(HandlerInside::requestIDsOf(*sut), 200u);
 }
 
 TEST_F(Registration, ReadsAnUnknownIDAsNotAvailableInSilence) {

@@ -34,10 +34,17 @@ void Registrations::before(const std::string& operation, std::function<void()> h
 }
 
 void Registrations::note(const std::string& operation, const std::string& text) {
-  std::function<void()> hook;
   {
     std::lock_guard<std::mutex> locker(mutex);
     calls.push_back(operation + text);
+  }
+  runHook(operation);
+}
+
+void Registrations::runHook(const std::string& operation) {
+  std::function<void()> hook;
+  {
+    std::lock_guard<std::mutex> locker(mutex);
     hook = hooks[operation];
   }
   if (hook) hook();
@@ -62,6 +69,7 @@ std::string inHexadecimal(const std::set<msgid_t>& filter) {
 
 using velp::test::inHexadecimal;
 using velp::test::noteOfHandler;
+using velp::test::registrations;
 
 void realSetRxFilter(VelpBusProxy*, VelpBusProxyCallback&, const std::set<msgid_t>&) asm(
     "__real__ZN12VelpBusProxy11setRxFilterER20VelpBusProxyCallbackRKSt3setIjSt4lessIjESaIjEE");
@@ -89,4 +97,15 @@ void removeCallBack(VelpBusProxy*, VelpBusProxyCallback&) asm(
 void removeCallBack(VelpBusProxy* proxy, VelpBusProxyCallback& callback) {
   noteOfHandler(callback, "removeCallBack");
   realRemoveCallBack(proxy, callback);
+}
+
+bool realSendTo(VelpBusProxy*, const std::string&, const MessageBase&) asm(
+    "__real__ZN12VelpBusProxy6sendToERKNSt7__cxx1112basic_stringIcSt11char_traitsIcESaIcEEE"
+    "RK11MessageBase");
+bool sendTo(VelpBusProxy*, const std::string&, const MessageBase&) asm(
+    "__wrap__ZN12VelpBusProxy6sendToERKNSt7__cxx1112basic_stringIcSt11char_traitsIcESaIcEEE"
+    "RK11MessageBase");
+bool sendTo(VelpBusProxy* proxy, const std::string& target, const MessageBase& message) {
+  registrations().runHook("sendTo");
+  return realSendTo(proxy, target, message);
 }

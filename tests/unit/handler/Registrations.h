@@ -1,6 +1,6 @@
 // SPDX-FileCopyrightText: libvelpmsg contributors
 // SPDX-License-Identifier: Apache-2.0
-// Writes down what is asked of the bus proxy about callbacks.
+// Writes down what is asked of the bus proxy about callbacks, and runs hooks before it is done.
 #pragma once
 
 #include <functional>
@@ -18,10 +18,12 @@ class Registrations {
   /// The calls, a filter with its kinds in hexadecimal.
   std::vector<std::string> all() const;
   void clear();
-  /// Runs `hook` before the next calls of `operation`.
+  /// Runs `hook` before the next calls of `operation`: one of the three, or sendTo, which is not
+  /// written down.
   void before(const std::string& operation, std::function<void()> hook);
 
   void note(const std::string& operation, const std::string& text);
+  void runHook(const std::string& operation);
 
  private:
   mutable std::mutex mutex;

@@ -4,6 +4,9 @@
 #include <pthread.h>
 
 #include <array>
+#include <atomic>
+#include <cstddef>
+#include <functional>
 #include <future>
 #include <mutex>
 
@@ -244,6 +247,21 @@ TEST_F(Worker, WritesOfARequestOnlyItsStatesAndItsQueueingAtLevelOne) {
                   "[DEBUG] VelH::setRequestStateNoLock() getEventList(50): AVAILABLE"));
 }
 
+TEST_F(Worker, ServesInSilenceAtLevelZero) {
+  makeStopped(0);
+  serve(eventList);
+  receive(eventList);
+  giveResponse(eventList);
+  giveRequest(eventList);
+
+  sut->run();
+  ASSERT_TRUE(received.waitFor());
+  sut->stop();
+
+  EXPECT_EQ(served.count(), 1u);
+  EXPECT_EQ(capture.text(), "");
+}
+
 TEST_F(Worker, ServesRequestsBeforeResponses) {
   makeStopped(0);
   note(eventList, "request");
@@ -354,6 +372,29 @@ TEST_F(Worker, CallsWhatWasRegisteredLast) {
 
   ASSERT_TRUE(served.waitFor());
   EXPECT_THAT(written(), ElementsAre("second"));
+}
+
+TEST_F(Worker, CallsTheRegisteredCallbacksThemselvesAndNoCopies) {
+  makeIdle();
+  std::atomic<int> requests{0};
+  std::atomic<int> responses{0};
+  // Each counts in a member of its own: a copy would start anew.
+  sut->registerRequest(eventList, AVAILABLE, [&requests, own = 0](const Request&) mutable {
+    requests = ++own;
+    return AVAILABLE;
+  });
+  sut->registerResponse(eventList,
+                        [&responses, own = 0](const Response&) mutable { responses = ++own; });
+
+  for (std::size_t round = 1; round <= 2; ++round) {
+    giveRequest(eventList);
+    ASSERT_TRUE(capture.waitForLine(waitLine, 2 * round));
+    giveResponse(eventList);
+    ASSERT_TRUE(capture.waitForLine(waitLine, 2 * round + 1));
+  }
+
+  EXPECT_EQ(requests, 2);
+  EXPECT_EQ(responses, 2);
 }
 
 using WorkerDeathTest = HandlerFixture;
