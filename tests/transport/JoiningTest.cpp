@@ -119,6 +119,26 @@ TEST_P(Joining, IsRefusedInsideACallback) {
   EXPECT_EQ(code, EISCONN);
 }
 
+TEST_P(Joining, IsRefusedInsideACallbackThatALeaverWaitsFor) {
+  Latch inside;
+  int joinCode = 0;
+  int leaveCode = 0;
+  Member sut("Name", *bus, [&](Participant& self, const Received&) {
+    inside.arrive();
+    // From here on the leaver holds what joining and leaving take turns by.
+    while (!self.getName().empty()) std::this_thread::yield();
+    joinCode = errorOf([&] { self.connect("Other", bus->address()); });
+    leaveCode = errorOf([&] { self.disconnect(); });
+  });
+  ASSERT_TRUE(sut->sendTo("Name", numbered(1)));
+  ASSERT_TRUE(inside.waitFor());
+
+  sut->disconnect();
+
+  EXPECT_EQ(joinCode, EISCONN);
+  EXPECT_EQ(leaveCode, EDEADLK);
+}
+
 TEST_P(Joining, OfOneParticipantWorksInACallbackOfAnother) {
   Member other;
   Member sut("Name", *bus, [&](Participant&, const Received&) {
