@@ -1,0 +1,57 @@
+// SPDX-FileCopyrightText: libvelpmsg contributors
+// SPDX-License-Identifier: Apache-2.0
+// A bus callback of its own: fault records are no client requests, so no handler is needed.
+#include "FaultService.h"
+
+#include <fmt/format.h>
+
+#include <cstdio>
+#include <system_error>
+
+#include "velp/bus/VelpBusProxy.h"
+#include "velp/runtime/LogUtil.h"
+
+FaultService::FaultService(FaultRecords& records) : records(records) {
+  VelpBusProxy* bus = VelpBusProxy::getInstance();
+  bus->setRxFilter(*this, {velp::systemMessageKind});
+  bus->setCallBack(*this);
+}
+
+FaultService::~FaultService() {
+  VelpBusProxy::getInstance()->removeCallBack(*this);
+  leave();
+}
+
+void FaultService::join(const std::string& address) {
+  VelpBusProxy::getInstance()->connect("FaultManagement", address);
+}
+
+void FaultService::leave() {
+  VelpBusProxy::getInstance()->disconnect();
+}
+
+void FaultService::velpBusProxyCb(const MessageBase* message, const std::string& source,
+                                  const std::string&) {
+  const auto* record = dynamic_cast<const SystemMessage*>(message);
+  if (record != nullptr) keep(faultLine(source, record->getText()));
+}
+
+// An exception must not leave a bus callback: it would be taken off the bus.
+void FaultService::keep(const std::string& line) {
+  try {
+    records.append(line);
+  } catch (const std::system_error& error) {
+    ++lost;
+    fmt::print(stderr, "fault-service: {}; not kept: {}\n", error.what(), line);
+    return;
+  }
+  ++kept;
+  fmt::print("{}\n", line);
+  std::fflush(stdout);
+}
+
+void FaultService::velpBusProxyStatusCb(StatusCBType_t type, int, const std::string& info) {
+  if (type != STATUS_INFORMATION) {
+    fmt::print(stderr, "fault-service: the bus reports: {}\n", velp::escaped(info));
+  }
+}

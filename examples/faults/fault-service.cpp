@@ -1,0 +1,77 @@
+// SPDX-FileCopyrightText: libvelpmsg contributors
+// SPDX-License-Identifier: Apache-2.0
+// A service process: keeps the fault records of all others until SIGTERM or SIGINT.
+#include <fmt/format.h>
+#include <signal.h>
+
+#include <CLI/CLI.hpp>
+#include <cstddef>
+#include <cstdio>
+#include <exception>
+#include <string>
+
+#include "FaultRecords.h"
+#include "FaultService.h"
+
+namespace {
+
+struct Options {
+  std::string bus = "local:";
+  std::string records = "fault-records.log";
+};
+
+void declare(CLI::App& app, Options& options) {
+  app.add_option("--bus", options.bus, "Bus to join: local: or local:DIR")->capture_default_str();
+  app.add_option("--records", options.records, "File to append the records to")
+      ->capture_default_str();
+}
+
+// The signals that end the service. main() blocks them before any other thread exists, so that
+// every thread inherits it and sigwait() gets them.
+sigset_t endSignals() {
+  sigset_t signals;
+  sigemptyset(&signals);
+  sigaddset(&signals, SIGTERM);
+  sigaddset(&signals, SIGINT);
+  return signals;
+}
+
+int serve(const Options& options) {
+  FaultRecords records(options.records);
+  if (records.tornBytes() > 0) {
+    fmt::print(stderr, "fault-service: cut off {} bytes of an unfinished record at the end of {}\n",
+               records.tornBytes(), options.records);
+  }
+  const std::size_t count = records.size();  // from join() on the reception thread changes it
+  FaultService service(records);
+  service.join(options.bus);
+  fmt::print("ready: {} records in {}, as FaultManagement on {}\n", count, options.records,
+             options.bus);
+  std::fflush(stdout);
+
+  const sigset_t ends = endSignals();
+  int received = 0;
+  sigwait(&ends, &received);
+  service.leave();
+  fmt::print("ended: kept {} records, could not keep {}\n", service.getKept(), service.getLost());
+  return 0;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  const sigset_t ends = endSignals();
+  pthread_sigmask(SIG_BLOCK, &ends, nullptr);
+  Options options;
+  CLI::App app("Keeps the fault records that processes file with FaultManagement.");
+  try {
+    declare(app, options);
+    app.parse(argc, argv);
+    return serve(options);
+  } catch (const CLI::ParseError& error) {
+    return app.exit(error) == 0 ? 0 : 1;
+  } catch (const std::exception& error) {
+    fmt::print(stderr, "fault-service: {}\n", error.what());
+    return 1;
+  }
+}
