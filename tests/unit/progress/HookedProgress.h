@@ -33,7 +33,8 @@ class OpenHandler : public VelpMsgProgressHandler {
   }
 };
 
-/// What was sent, in words: target, answered ID and percentage, such as "Requester 50 10".
+/// What was sent, in words: target, answered ID and percentage, such as "RequesterOfALongName 50
+/// 10".
 class SentList {
  public:
   void add(const std::string& target, const MessageBase& message) {
@@ -68,8 +69,10 @@ class HookedProgress : public testing::Test {
     timerHooks() = TimerHooks();
   }
 
+  // The name is too long for a string to hold in itself: a tick that read it after its end would
+  // read freed memory.
   int start(unsigned long long period = never) {
-    return sut->start("Requester", eventList, 10, 90, 4, period);
+    return sut->start("RequesterOfALongName", eventList, 10, 90, 4, period);
   }
   VelTimer::timerResult_t tick() {
     unsigned long long period = 1;

@@ -46,7 +46,7 @@ TEST_F(ProgressEnd, WaitsForATickThatHasBegunAndLetsItSeeEverything) {
 
   EXPECT_EQ(end.get(), 1u);
   EXPECT_EQ(begun.count(), 1u);
-  EXPECT_THAT(sent.all(), ElementsAre("Requester 50 10", "Requester 50 15"));
+  EXPECT_THAT(sent.all(), ElementsAre("RequesterOfALongName 50 10", "RequesterOfALongName 50 15"));
 }
 
 TEST_F(ProgressEnd, WaitsForATickThatSends) {
@@ -160,7 +160,7 @@ TEST_F(ProgressEndQuirk, TickThatStopDidNotCatchReachesNobody) {
   released.arrive();
   ASSERT_TRUE(ended.waitFor());
 
-  EXPECT_THAT(sent.all(), ElementsAre("Requester 50 10", " 0 5"));
+  EXPECT_THAT(sent.all(), ElementsAre("RequesterOfALongName 50 10", " 0 5"));
 }
 
 TEST_F(ProgressEndQuirk, TickThatStopDidNotCatchCountsForTheNextRequest) {
@@ -173,7 +173,7 @@ TEST_F(ProgressEndQuirk, TickThatStopDidNotCatchCountsForTheNextRequest) {
   released.arrive();
   ASSERT_TRUE(ended.waitFor());
 
-  EXPECT_THAT(sent.all(), ElementsAre("Requester 50 10", "Other 3 0", "Other 3 5"));
+  EXPECT_THAT(sent.all(), ElementsAre("RequesterOfALongName 50 10", "Other 3 0", "Other 3 5"));
 }
 
 TEST_F(ProgressEnd, TickBlockedInASendDelaysOtherTimersOnlyMeanwhile) {
@@ -199,7 +199,7 @@ TEST_F(ProgressEnd, TickThatWaitsForASlowUpdateDelaysOtherTimersOnlyMeanwhile) {
   holdTicks();
   timerHooks().sendTo = [&](const std::string& target, const MessageBase& message) {
     sent.add(target, message);
-    if (sent.all().back() != "Requester 50 77") return true;
+    if (sent.all().back() != "RequesterOfALongName 50 77") return true;
     sending.arrive();
     return mayGoOn.waitFor();
   };

@@ -75,13 +75,13 @@ class ProgressStress : public ProgressFixture {
       case 4:
         return static_cast<void>(handler.updateInfo("text"));
       default:
-        return static_cast<void>(handler.start("Counter", eventList, 0, 90, 4, 1));
+        return static_cast<void>(handler.start("CounterOfALongName", eventList, 0, 90, 4, 1));
     }
   }
 };
 
 TEST_F(ProgressStress, OneHandlerServesManyThreadsWhileItTicks) {
-  const Counter counter("Counter");
+  const Counter counter("CounterOfALongName");
   const auto action = [this](std::mt19937& random) {
     operate(sut, random);
     letTicksBegin(random);
@@ -95,10 +95,10 @@ TEST_F(ProgressStress, OneHandlerServesManyThreadsWhileItTicks) {
 }
 
 TEST_F(ProgressStress, HandlersComeAndGoWithTicksInFlight) {
-  const Counter counter("Counter");
+  const Counter counter("CounterOfALongName");
   const auto action = [](std::mt19937& random) {
     const auto handler = std::make_unique<VelpMsgProgressHandler>();
-    handler->start("Counter", eventList, 0, 90, 4, 1);
+    handler->start("CounterOfALongName", eventList, 0, 90, 4, 1);
     for (unsigned int i = random() % 4; i > 0; --i) operate(*handler, random);
     letTicksBegin(random);
   };

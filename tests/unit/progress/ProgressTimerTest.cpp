@@ -58,13 +58,13 @@ TEST_F(ProgressTimer, GetsTheIntervalAsItIsAndIsPeriodic) {
 
 TEST_F(ProgressTimer, IsRegisteredAfterTheFirstResponse) {
   timerHooks().registerTimer = [this](VelTimer&, const Registration&) -> unsigned short {
-    EXPECT_THAT(sent.all(), ElementsAre("Requester 50 10"));
+    EXPECT_THAT(sent.all(), ElementsAre("RequesterOfALongName 50 10"));
     return 1;
   };
 
   EXPECT_EQ(start(), 0);
 
-  EXPECT_THAT(sent.all(), ElementsAre("Requester 50 10"));
+  EXPECT_THAT(sent.all(), ElementsAre("RequesterOfALongName 50 10"));
 }
 
 TEST_F(ProgressTimer, CallsOneTickWithEachCall) {
@@ -75,7 +75,8 @@ TEST_F(ProgressTimer, CallsOneTickWithEachCall) {
   EXPECT_EQ(registrations.at(0).callback(2, 50, period), VelTimer::TIMER_CONTINUE);
 
   EXPECT_EQ(period, 7u);
-  EXPECT_THAT(sent.all(), ElementsAre("Requester 50 10", "Requester 50 15", "Requester 50 20"));
+  EXPECT_THAT(sent.all(), ElementsAre("RequesterOfALongName 50 10", "RequesterOfALongName 50 15",
+                                      "RequesterOfALongName 50 20"));
 }
 
 TEST_F(ProgressTimer, IsCancelledByStopWithItsHandle) {
@@ -118,7 +119,7 @@ TEST_F(ProgressTimer, OfTheFirstStartSurvivesASecondOne) {
   sut->stop();
 
   EXPECT_EQ(registrations.size(), 1u);
-  EXPECT_THAT(sent.all(), ElementsAre("Requester 50 10"));
+  EXPECT_THAT(sent.all(), ElementsAre("RequesterOfALongName 50 10"));
   EXPECT_THAT(cancelled, ElementsAre(4711));
 }
 
@@ -137,10 +138,10 @@ TEST_F(ProgressTimer, IsLeftAloneByUpdates) {
 TEST_F(ProgressTimerQuirk, TimerGetsTheLow16BitsOfTheID) {
   const auto id = static_cast<VelpClientMessageBase::velpMsgID_t>(0xABCD1234);
 
-  EXPECT_EQ(sut->start("Requester", id, 0, 90, 4, never), 0);
+  EXPECT_EQ(sut->start("RequesterOfALongName", id, 0, 90, 4, never), 0);
 
   EXPECT_EQ(registrations.at(0).id, 0x1234);
-  EXPECT_THAT(sent.all(), ElementsAre("Requester " + std::to_string(0xABCD1234) + " 0"));
+  EXPECT_THAT(sent.all(), ElementsAre("RequesterOfALongName " + std::to_string(0xABCD1234) + " 0"));
 }
 
 TEST_F(ProgressLock, IsHeldForEverySend) {
@@ -244,7 +245,7 @@ TEST_F(ProgressFailureQuirk, StartWhoseSendThrowsLeavesTheHandlerActiveWithoutTi
   EXPECT_THAT(registrations, IsEmpty());
   EXPECT_EQ(start(), -1);
   EXPECT_EQ(sut->updateInfo(5), 0);
-  EXPECT_THAT(sent.all(), ElementsAre("Requester 50 10"));
+  EXPECT_THAT(sent.all(), ElementsAre("RequesterOfALongName 50 10"));
   sut->stop();
   EXPECT_THAT(cancelled, ElementsAre(0));
   EXPECT_EQ(start(), 0);
