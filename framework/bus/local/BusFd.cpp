@@ -3,6 +3,7 @@
 // Descriptors in a list that a fork handler can walk without a lock; see ForkGuard.cpp.
 #include "bus/local/BusFd.h"
 
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -34,10 +35,20 @@ BusFd::Slot* takeSlot(int fd) {
   return slot;
 }
 
+// A process that was started without standard streams gets their numbers for its first descriptors,
+// and would write its log into them. Keeps the number when there is no higher one.
+int clearOfStandardStreams(int fd) {
+  if (fd > STDERR_FILENO) return fd;
+  const int higher = fcntl(fd, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
+  if (higher < 0) return fd;
+  close(fd);
+  return higher;
+}
+
 }  // namespace
 
 BusFd::BusFd(int fd) {
-  if (fd >= 0) slot = takeSlot(fd);
+  if (fd >= 0) slot = takeSlot(clearOfStandardStreams(fd));
 }
 
 BusFd& BusFd::operator=(BusFd&& other) noexcept {

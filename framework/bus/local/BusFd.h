@@ -13,6 +13,7 @@ namespace velp {
 class BusFd {
  public:
   BusFd() = default;
+  /// Owns `fd` from now on, under another number if its own is that of a standard stream.
   explicit BusFd(int fd);
   BusFd(BusFd&& other) noexcept : slot(std::exchange(other.slot, nullptr)) {}
   BusFd& operator=(BusFd&& other) noexcept;

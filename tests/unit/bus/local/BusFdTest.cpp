@@ -5,6 +5,7 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 #include <unistd.h>
 
 #include <thread>
@@ -101,6 +102,39 @@ TEST(BusFd, IsClosedInAChildWithAllOthers) {
     EXPECT_TRUE(isOpen(fresh.get()));
   }));
   EXPECT_TRUE(isOpen(fd)) << "the parent keeps its own";
+}
+
+TEST(BusFd, KeepsClearOfTheNumbersOfStandardStreams) {
+  EXPECT_TRUE(inChild([] {
+    for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+      const int kept = dup(stream);
+      close(stream);
+      const int fd = openSomething();
+      const BusFd owner(fd);
+      const bool given = isOpen(stream);
+      dup2(kept, stream);
+      EXPECT_EQ(fd, stream);
+      EXPECT_FALSE(given) << "the number is free again";
+      EXPECT_GT(owner.get(), STDERR_FILENO);
+      EXPECT_EQ(fcntl(owner.get(), F_GETFD), FD_CLOEXEC);
+    }
+  }));
+}
+
+TEST(BusFd, KeepsTheNumberOfAStandardStreamWhenThereIsNoHigherOne) {
+  EXPECT_TRUE(inChild([] {
+    close(STDIN_FILENO);
+    const int fd = openSomething();
+    rlimit limit{};
+    getrlimit(RLIMIT_NOFILE, &limit);
+    limit.rlim_cur = STDERR_FILENO + 1;
+    setrlimit(RLIMIT_NOFILE, &limit);
+
+    const BusFd owner(fd);
+
+    EXPECT_EQ(owner.get(), STDIN_FILENO);
+    EXPECT_TRUE(isOpen(STDIN_FILENO));
+  }));
 }
 
 TEST(BusFd, IsSafeToMakeInManyThreads) {
