@@ -4,16 +4,20 @@
 #include "velpmsg/VelpMsgReqGetEventList.h"
 
 #include <algorithm>
+#include <cstddef>
+#include <cstdint>
 #include <string_view>
-#include <utility>
 
 #include "codecs/bigEndian.h"
 #include "codecs/decimal.h"
 
 namespace {
 
+constexpr unsigned short countPosition = 1;
+constexpr unsigned short countSize = 2;
 constexpr unsigned short textPosition = 3;
 constexpr unsigned short textLengthSize = 2;
+constexpr std::size_t headSize = textPosition + textLengthSize;
 
 using Event = VelpMsgReqGetEventList::Event;
 
@@ -37,20 +41,46 @@ void readEvent(std::string_view info, Event& event) {
   });
 }
 
-std::string listText(const std::vector<Event>& events) {
-  std::string text;
+// At least as many characters as the event's text form has, and a space.
+std::size_t roomFor(const Event& event) {
+  constexpr std::size_t separators = 4;
+  return velp::mostDigits<std::uint64_t> + event.text.size() + velp::mostDigits<std::uint32_t> +
+         separators;
+}
+
+std::size_t roomFor(const std::vector<Event>& events) {
+  std::size_t room = 0;
+  for (const auto& event : events) room += roomFor(event);
+  return room;
+}
+
+// Writes the text form and returns where it ends.
+char* writeEvent(char* to, const Event& event) {
+  to = velp::writeDecimal(to, event.number);
+  *to++ = ';';
+  to = std::copy(event.text.begin(), event.text.end(), to);
+  *to++ = ';';
+  to = velp::writeDecimal(to, event.code);
+  *to++ = ';';
+  return to;
+}
+
+char* writeList(char* to, const std::vector<Event>& events) {
+  const char* const begin = to;
   for (const auto& event : events) {
     // QUIRK(19): nothing keeps spaces and semicolons out of an event's own text.
-    if (!text.empty()) text += ' ';
-    text += event.getEventInfo();
+    if (to != begin) *to++ = ' ';
+    to = writeEvent(to, event);
   }
-  return text;
+  return to;
 }
 
 }  // namespace
 
 std::string VelpMsgReqGetEventList::Event::getEventInfo() const {
-  return std::to_string(number) + ';' + text + ';' + std::to_string(code) + ';';
+  std::string info(roomFor(*this), '\0');
+  info.resize(static_cast<std::size_t>(writeEvent(info.data(), *this) - info.data()));
+  return info;
 }
 
 void VelpMsgReqGetEventList::Event::setDataFromEventInfo(const std::string& info) {
@@ -58,13 +88,19 @@ void VelpMsgReqGetEventList::Event::setDataFromEventInfo(const std::string& info
   readEvent(std::string(info), *this);
 }
 
+// Room for the longest text is made at once, and what is left of it given back: that is faster than
+// to let the payload grow, or to find out first how many digits there are.
 unsigned int VelpMsgReqGetEventList::setResponseData(std::vector<unsigned char>& payload) const {
-  const std::string text = listText(events);
-  payload.push_back(static_cast<unsigned char>(leadByte));
+  const std::size_t before = payload.size();
+  payload.resize(before + headSize + roomFor(events));
+  unsigned char* const head = payload.data() + before;
+  char* const text = reinterpret_cast<char*>(head + headSize);
+  const auto textSize = static_cast<std::size_t>(writeList(text, events) - text);
+  *head = static_cast<unsigned char>(leadByte);
   // QUIRK(20): count and length wrap at two bytes, while everything that they count is written.
-  velp::appendBigEndian(payload, events.size(), 2);
-  velp::appendBigEndian(payload, text.size(), 2);
-  payload.insert(payload.end(), text.begin(), text.end());
+  velp::writeBigEndian(head + countPosition, events.size(), countSize);
+  velp::writeBigEndian(head + textPosition, textSize, textLengthSize);
+  payload.resize(before + headSize + textSize);
   return static_cast<unsigned int>(payload.size());
 }
 
@@ -78,10 +114,8 @@ bool VelpMsgReqGetEventList::initFromResponse(const VelpClientMessageResponse& r
   const std::string text = response.getString(textPosition, textLengthSize);
   forEachPart(text, ' ', [this](std::string_view token) {
     if (token.empty()) return;
-    Event event;
-    readEvent(token, event);
     // QUIRK(17): appends to the events that are already there.
-    events.push_back(std::move(event));
+    readEvent(token, events.emplace_back());
   });
   return true;
 }

@@ -3,6 +3,10 @@
 // The remove-data request: a mode and, in most modes, spans.
 #include "velpmsg/VelpMsgReqRmData.h"
 
+#include <algorithm>
+#include <cstddef>
+#include <utility>
+
 #include "codecs/bigEndian.h"
 #include "velp/runtime/LogUtil.h"
 
@@ -31,26 +35,31 @@ void logRemovalOfAll() {
   LogUtil::info("VelH", "getRequest", "request: mode=all");
 }
 
-void appendText(Payload& payload, const std::string& text) {
+unsigned char* writeText(unsigned char* to, const std::string& text) {
   // QUIRK(36): the length wraps at one byte, while all characters are written.
-  velp::appendBigEndian(payload, text.size(), textLengthSize);
-  payload.insert(payload.end(), text.begin(), text.end());
+  to = velp::writeBigEndian(to, text.size(), textLengthSize);
+  return std::copy(text.begin(), text.end(), to);
 }
 
-void appendSpan(Payload& payload, const span_t& span) {
+unsigned char* writeSpan(unsigned char* to, const span_t& span) {
   // QUIRK(37): types, as modes, are compared whole, while their low byte is written.
-  payload.push_back(static_cast<unsigned char>(span.type));
-  if (span.type == textType) appendText(payload, span.text);
-  if (span.type == numbersType) {
-    velp::appendBigEndian(payload, span.from, numberSize);
-    velp::appendBigEndian(payload, span.to, numberSize);
-  }
+  *to++ = static_cast<unsigned char>(span.type);
+  if (span.type == textType) return writeText(to, span.text);
+  if (span.type != numbersType) return to;
+  to = velp::writeBigEndian(to, span.from, numberSize);
+  return velp::writeBigEndian(to, span.to, numberSize);
 }
 
 std::size_t bytesNeeded(const span_t& span) {
   if (span.type == numbersType) return typeSize + 2 * numberSize;
   if (span.type == textType) return typeSize + textLengthSize + span.text.size();
   return typeSize;
+}
+
+std::size_t bytesNeeded(const std::vector<span_t>& spans) {
+  std::size_t size = 0;
+  for (const span_t& span : spans) size += bytesNeeded(span);
+  return size;
 }
 
 // Reads one record into `span` and returns where the next one begins.
@@ -63,8 +72,9 @@ const unsigned char* readSpan(const unsigned char* record, span_t& span) {
     return fields + 2 * numberSize;
   }
   if (span.type == textType) {
-    span.text = VelpMsgReqRmData::getString(fields, 0);
-    return fields + textLengthSize + span.text.size();
+    const unsigned char* const text = fields + textLengthSize;
+    span.text.assign(text, text + *fields);
+    return text + *fields;
   }
   return fields;
 }
@@ -130,15 +140,19 @@ std::string VelpMsgReqRmData::getString(const unsigned char* data, std::uint16_t
 }
 
 VelpClientMessageRequest VelpMsgReqRmData::getRequest() const {
-  Payload payload{static_cast<unsigned char>(mode)};
   if (mode == everything) logRemovalOfAll();
-  if (writesSpans(mode)) {
+  const bool selective = writesSpans(mode);
+  Payload payload(modeSize + (selective ? countSize + bytesNeeded(spans) : 0));
+  unsigned char* next = payload.data();
+  *next++ = static_cast<unsigned char>(mode);
+  if (selective) {
     // QUIRK(35): the member is written as it stands, however many spans there are.
-    velp::appendBigEndian(payload, count, countSize);
-    for (const span_t& span : spans) appendSpan(payload, span);
+    next = velp::writeBigEndian(next, count, countSize);
+    for (const span_t& span : spans) next = writeSpan(next, span);
   }
-  return {VelpClientMessageBase::MSG_REMOVE_DATA, payload.data(),
-          static_cast<unsigned int>(payload.size())};
+  VelpClientMessageRequest request(VelpClientMessageBase::MSG_REMOVE_DATA, nullptr, 0);
+  request.setPayload(std::move(payload));
+  return request;
 }
 
 bool VelpMsgReqRmData::getNextSpan(span_t& out) {

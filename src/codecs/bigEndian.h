@@ -4,17 +4,16 @@
 #pragma once
 
 #include <cstdint>
-#include <vector>
 
 namespace velp {
 
-/// Appends the lowest `width` bytes of `value`; the rest of it is lost.
-inline void appendBigEndian(std::vector<unsigned char>& payload, std::uint64_t value,
-                            unsigned int width) {
+/// Writes the lowest `width` bytes of `value`; the rest of it is lost. Returns where they end.
+inline unsigned char* writeBigEndian(unsigned char* to, std::uint64_t value, unsigned int width) {
   for (unsigned int shift = 8 * width; shift > 0;) {
     shift -= 8;
-    payload.push_back(static_cast<unsigned char>(value >> shift));
+    *to++ = static_cast<unsigned char>(value >> shift);
   }
+  return to;
 }
 
 /// The number in the `width` bytes at `bytes`.

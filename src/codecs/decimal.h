@@ -1,9 +1,10 @@
 // SPDX-FileCopyrightText: libvelpmsg contributors
 // SPDX-License-Identifier: Apache-2.0
-// Decimal numbers in texts, read as standard streams read them, without a stream.
+// Decimal numbers in texts, read and written as standard streams do, without a stream.
 #pragma once
 
 #include <charconv>
+#include <cstddef>
 #include <limits>
 #include <string_view>
 #include <system_error>
@@ -28,6 +29,16 @@ void extractDecimal(std::string_view field, Number& number) {
   } else {
     number = negative ? static_cast<Number>(0 - value) : value;
   }
+}
+
+/// The digits of the type's largest number.
+template <typename Number>
+constexpr std::size_t mostDigits = std::numeric_limits<Number>::digits10 + 1;
+
+/// Writes the digits of `number`, up to mostDigits of them, and returns where they end.
+template <typename Number>
+char* writeDecimal(char* to, Number number) {
+  return std::to_chars(to, to + mostDigits<Number>, number).ptr;
 }
 
 }  // namespace velp
