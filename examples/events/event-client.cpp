@@ -20,7 +20,7 @@ namespace {
 // What the exit status says.
 enum Outcome : int {
   ANSWERED = 0,
-  USAGE = 1,  // also: the bus cannot be joined
+  USAGE = 1,  // also: the bus cannot be joined, or the answer not be written
   ERROR_RESPONSE = 2,
   ABSENT = 3,
   NOT_AVAILABLE_RESPONSE = 4,
@@ -49,12 +49,13 @@ void declare(CLI::App& app, Options& options) {
       ->capture_default_str();
   declareRemoval(app, options.removal);
   app.footer(
-      "Exit status: 0 answered, 1 usage or no bus, 2 error response, 3 no such service,\n"
-      "4 not available, 5 busy, 6 time-out.");
+      "Exit status: 0 answered, 1 usage, no bus or no output, 2 error response,\n"
+      "3 no such service, 4 not available, 5 busy, 6 time-out.");
 }
 
 Outcome tell(Outcome outcome, const std::string& text) {
-  fmt::print(stderr, "event-client: {}\n", text);
+  // The status says it as well: a closed stderr does not matter.
+  std::fputs(fmt::format("event-client: {}\n", text).c_str(), stderr);
   return outcome;
 }
 
@@ -76,20 +77,26 @@ Outcome tellError(const Options& options, const VelpClientMessageResponse& respo
   }
 }
 
+// What is still buffered would be lost in silence at the end of the process.
+Outcome print(const std::string& text) {
+  if (std::fputs(text.c_str(), stdout) < 0 || std::fflush(stdout) != 0) {
+    return tell(USAGE, "the answer cannot be written to stdout");
+  }
+  return ANSWERED;
+}
+
 Outcome printAnswer(const Options& options, const VelpClientMessageResponse& response) {
   if (response.getStatus() == VelpClientMessageResponse::STATUS_ERROR) {
     return tellError(options, response);
   }
   if (options.id == VelpClientMessageBase::MSG_REMOVE_DATA) {
-    fmt::print("{} {}\n", options.service, velp::escaped(response.getString(0, 1)));
-    return ANSWERED;
+    return print(fmt::format("{} {}\n", options.service, velp::escaped(response.getString(0, 1))));
   }
   VelpMsgReqGetEventList list;
   if (!list.initFromResponse(response)) {
     return tell(ERROR_RESPONSE, options.service + " answered, but not with an event list");
   }
-  fmt::print("{}", eventTable(list, options.last));
-  return ANSWERED;
+  return print(eventTable(list, options.last));
 }
 
 VelpClientMessageRequest requestOf(Options& options) {

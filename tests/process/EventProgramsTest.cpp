@@ -50,6 +50,16 @@ struct EventPrograms : testing::Test {
     return status;
   }
 
+  // Runs the client with its streams as the shell's redirections say.
+  int askRunningWith(const std::string& redirections) {
+    ChildProcess client(
+        {"/bin/sh", "-c",
+         "exec " VELP_BIN "event-client --bus " + bus.address() + " " + redirections});
+    const int status = client.waitForEnd();
+    err = client.err();
+    return status;
+  }
+
   PrivateBus bus;
   std::string log = bus.getPath() + "/dpkg.log";
   std::string out;
@@ -152,6 +162,20 @@ TEST_F(EventPrograms, EndWithStatus1OnUsageErrors) {
   EXPECT_EQ(askRunning({"--timeout", "-1"}), 1);
   EXPECT_EQ(askRunning({"--name", "not a name"}), 1);
   EXPECT_EQ(askRunning({"--help"}), 0);
+}
+
+TEST_F(EventPrograms, SayWhenTheAnswerCannotBeWritten) {
+  ChildProcess service(program("event-service", {"--log", log}));
+  ASSERT_TRUE(service.waitForLine("ready"));
+
+  for (const char* nowhere : {">/dev/full", ">&-"}) {
+    EXPECT_EQ(askRunningWith(nowhere), 1) << nowhere;
+    EXPECT_EQ(err, "event-client: the answer cannot be written to stdout\n") << nowhere;
+  }
+}
+
+TEST_F(EventPrograms, KeepTheirStatusWithoutAnyStream) {
+  EXPECT_EQ(askRunningWith("<&- >&- 2>&-"), 3);
 }
 
 TEST_F(EventPrograms, RefuseANameThatIsTaken) {
