@@ -74,23 +74,33 @@ bool isLeftOver(const std::string& path) {
 
 }  // namespace
 
+ReportArchive::Temporary::Temporary(const std::string& path)
+    : path(path), file(open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600)) {
+  if (!file.isOpen()) {
+    giveUp("cannot create an archive in " + std::filesystem::path(path).parent_path().string(),
+           errno);
+  }
+  flock(file.get(), LOCK_EX | LOCK_NB);
+}
+
+ReportArchive::Temporary::~Temporary() {
+  if (!path.empty()) unlink(path.c_str());
+}
+
 ReportArchive::ReportArchive(const std::string& directory, const std::string& owner)
     : directory(directory),
       temporary(fmt::format("{}/{}{}-{}{}", directory, temporaryStart(owner), now(), getpid(),
                             temporaryEnd)),
-      output(open(temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600)),
       writer(archive_write_new(), archive_write_free) {
-  if (!output.isOpen()) giveUp("cannot create an archive in " + directory, errno);
-  flock(output.get(), LOCK_EX | LOCK_NB);
   check(archive_write_add_filter_gzip(writer.get()));
   check(archive_write_set_format_gnutar(writer.get()));
-  check(archive_write_open_fd(writer.get(), output.get()));
+  check(archive_write_set_bytes_in_last_block(writer.get(), 1));
+  check(archive_write_open(writer.get(), this, nullptr, write, nullptr));
 }
 
 ReportArchive::~ReportArchive() {
   // Otherwise libarchive would first write an end to what is thrown away.
   archive_write_fail(writer.get());
-  if (!temporary.empty()) unlink(temporary.c_str());
 }
 
 bool ReportArchive::add(const std::string& path, int file,
@@ -126,19 +136,19 @@ bool ReportArchive::copy(int file, std::uint64_t size,
 
 void ReportArchive::finish() {
   check(archive_write_close(writer.get()));
-  if (fsync(output.get()) != 0) giveUp("cannot write the archive to the disk", errno);
+  if (fsync(temporary.file.get()) != 0) giveUp("cannot write the archive to the disk", errno);
 }
 
 std::string ReportArchive::publish() {
   const std::string start = directory + "/report-" + now();
   std::string path = start + ".tar.gz";
   for (int number = 2;
-       renameat2(AT_FDCWD, temporary.c_str(), AT_FDCWD, path.c_str(), RENAME_NOREPLACE) != 0;
+       renameat2(AT_FDCWD, temporary.path.c_str(), AT_FDCWD, path.c_str(), RENAME_NOREPLACE) != 0;
        ++number) {
     if (errno != EEXIST) giveUp("cannot name the archive", errno);
     path = fmt::format("{}-{}.tar.gz", start, number);
   }
-  temporary.clear();
+  temporary.path.clear();
   const Descriptor folder(open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   if (folder.isOpen()) fsync(folder.get());
   return path;
@@ -146,7 +156,7 @@ std::string ReportArchive::publish() {
 
 std::uint64_t ReportArchive::getSize() const {
   struct stat status = {};
-  return fstat(output.get(), &status) == 0 ? static_cast<std::uint64_t>(status.st_size) : 0;
+  return fstat(temporary.file.get(), &status) == 0 ? static_cast<std::uint64_t>(status.st_size) : 0;
 }
 
 std::size_t ReportArchive::removeLeftOvers(const std::string& directory, const std::string& owner) {
@@ -160,9 +170,21 @@ std::size_t ReportArchive::removeLeftOvers(const std::string& directory, const s
   return removed;
 }
 
+// libarchive's own way to write would lose the reason when only its end fails.
+ssize_t ReportArchive::write(archive*, void* self, const void* bytes, std::size_t size) {
+  auto* const report = static_cast<ReportArchive*>(self);
+  ssize_t count = -1;
+  do {
+    count = ::write(report->temporary.file.get(), bytes, size);
+  } while (count < 0 && errno == EINTR);
+  if (count < 0) report->writeError = errno;
+  return count;
+}
+
 // A warning concerns one entry's details, such as a name in an unknown character set.
 void ReportArchive::check(int result) const {
   if (result == ARCHIVE_OK || result == ARCHIVE_WARN) return;
+  if (writeError != 0) giveUp("cannot write the archive", writeError);
   const char* reason = archive_error_string(writer.get());
   giveUp(std::string("cannot write the archive: ") + (reason != nullptr ? reason : "unknown"));
 }

@@ -3,6 +3,8 @@
 // One compressed archive in the making.
 #pragma once
 
+#include <sys/types.h>
+
 #include <cstddef>
 #include <cstdint>
 #include <functional>
@@ -41,11 +43,21 @@ class ReportArchive {
   static std::size_t removeLeftOvers(const std::string& directory, const std::string& owner);
 
  private:
+  static ssize_t write(archive* writer, void* self, const void* bytes, std::size_t size);
   void check(int result) const;
   bool copy(int file, std::uint64_t size, const std::function<void(std::size_t)>& onPiece);
 
+  // Exists until it is renamed.
+  struct Temporary {
+    explicit Temporary(const std::string& path);
+    ~Temporary();
+
+    std::string path;  // empty once renamed
+    Descriptor file;
+  };
+
   const std::string directory;
-  std::string temporary;  // empty once published
-  Descriptor output;
+  Temporary temporary;
+  int writeError = 0;  // errno of the write that failed
   std::unique_ptr<archive, int (*)(archive*)> writer;
 };

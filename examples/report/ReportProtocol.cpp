@@ -33,11 +33,12 @@ std::vector<unsigned char> packRequestPayload(const std::string& path) {
 }
 
 std::string packRequestPath(const VelpClientMessageRequest& request) {
-  const std::size_t size = request.getPayload().size();
-  if (size == 0) return {};
-  std::string path;
-  if (size <= prefix + PATH_MAX) path = request.getString(0, prefix);
-  if (size != prefix + path.size() || path.find('\0') != std::string::npos) {
+  const std::vector<unsigned char>& payload = request.getPayload();
+  if (payload.empty()) return {};
+  const bool whole =
+      payload.size() >= prefix && payload.size() == prefix + numberAt(payload, 0, prefix);
+  const std::string path = whole ? request.getString(0, prefix) : std::string();
+  if (!whole || path.size() >= PATH_MAX || path.find('\0') != std::string::npos) {
     throw ReportError(REPORT_BAD_REQUEST, "the request's payload is not one path");
   }
   return path;
@@ -55,7 +56,7 @@ std::vector<unsigned char> reportPayload(const Report& report) {
 bool readReport(const VelpClientMessageResponse& response, Report& report) {
   const std::vector<unsigned char>& payload = response.getPayload();
   if (payload.size() < prefix + numbers) return false;
-  const std::size_t length = numberAt(payload, 0, prefix);
+  const auto length = static_cast<std::size_t>(numberAt(payload, 0, prefix));
   if (payload.size() != prefix + length + numbers) return false;
 
   const std::size_t end = prefix + length;

@@ -195,7 +195,7 @@ int run(const Options& options) {
     return outcome;
   }
   display.finish();
-  tell(INTERRUPTED, options.service + " was not waited for any longer; it goes on with the report");
+  tell(INTERRUPTED, "no longer waiting for " + options.service + ", which goes on with the report");
   std::fflush(nullptr);
   // The asking thread cannot be ended: without destructors, nothing is taken from under it.
   _exit(INTERRUPTED);
