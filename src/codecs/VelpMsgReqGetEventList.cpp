@@ -4,9 +4,11 @@
 #include "velpmsg/VelpMsgReqGetEventList.h"
 
 #include <algorithm>
+#include <charconv>
 #include <cstddef>
 #include <cstdint>
 #include <string_view>
+#include <system_error>
 
 #include "codecs/bigEndian.h"
 #include "codecs/decimal.h"
@@ -21,24 +23,41 @@ constexpr std::size_t headSize = textPosition + textLengthSize;
 
 using Event = VelpMsgReqGetEventList::Event;
 
-// Calls `use` with each part of `text` that a separator ends, and with the rest if there is any.
+// Calls `use` with each part of `text` between spaces, unless it is empty.
 template <typename Use>
-void forEachPart(std::string_view text, char separator, Use use) {
+void forEachToken(std::string_view text, Use use) {
   while (!text.empty()) {
-    const std::string_view part = text.substr(0, text.find(separator));
-    use(part);
-    text.remove_prefix(std::min(part.size() + 1, text.size()));
+    const std::string_view token = text.substr(0, text.find(' '));
+    if (!token.empty()) use(token);
+    text.remove_prefix(std::min(token.size() + 1, text.size()));
+  }
+}
+
+// Takes the next field and the semicolon that ends it off `rest`.
+std::string_view takeField(std::string_view& rest) {
+  const std::string_view field = rest.substr(0, rest.find(';'));
+  rest.remove_prefix(std::min(field.size() + 1, rest.size()));
+  return field;
+}
+
+// As takeField(). Most fields are digits alone: these end with the number, and need no search.
+template <typename Number>
+void takeNumber(std::string_view& rest, Number& number) {
+  Number value = 0;
+  const char* const end = rest.data() + rest.size();
+  const auto [stop, error] = std::from_chars(rest.data(), end, value);
+  if (error == std::errc() && stop != end && *stop == ';') {
+    number = value;
+    rest.remove_prefix(static_cast<std::size_t>(stop - rest.data()) + 1);
+  } else {
+    velp::extractDecimal(takeField(rest), number);
   }
 }
 
 void readEvent(std::string_view info, Event& event) {
-  unsigned int position = 0;
-  forEachPart(info, ';', [&](std::string_view field) {
-    if (position == 0) velp::extractDecimal(field, event.number);
-    if (position == 1) event.text = field;
-    if (position == 2) velp::extractDecimal(field, event.code);
-    ++position;
-  });
+  takeNumber(info, event.number);
+  if (!info.empty()) event.text = takeField(info);
+  takeNumber(info, event.code);
 }
 
 // At least as many characters as the event's text form has, and a space.
@@ -84,8 +103,9 @@ std::string VelpMsgReqGetEventList::Event::getEventInfo() const {
 }
 
 void VelpMsgReqGetEventList::Event::setDataFromEventInfo(const std::string& info) {
-  // A copy: the caller may pass the event's own text, which reading changes.
-  readEvent(std::string(info), *this);
+  const bool isOwnText = &info == &text;  // which reading changes
+  if (isOwnText) return readEvent(std::string(info), *this);
+  readEvent(info, *this);
 }
 
 // Room for the longest text is made at once, and what is left of it given back: that is faster than
@@ -112,8 +132,7 @@ bool VelpMsgReqGetEventList::initFromResponse(const VelpClientMessageResponse& r
   // QUIRK(18): the count before the text is not read; the text alone tells how many events there
   // are.
   const std::string text = response.getString(textPosition, textLengthSize);
-  forEachPart(text, ' ', [this](std::string_view token) {
-    if (token.empty()) return;
+  forEachToken(text, [this](std::string_view token) {
     // QUIRK(17): appends to the events that are already there.
     readEvent(token, events.emplace_back());
   });
