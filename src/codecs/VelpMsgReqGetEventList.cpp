@@ -4,11 +4,10 @@
 #include "velpmsg/VelpMsgReqGetEventList.h"
 
 #include <algorithm>
-#include <charconv>
 #include <cstddef>
 #include <cstdint>
+#include <limits>
 #include <string_view>
-#include <system_error>
 
 #include "codecs/bigEndian.h"
 #include "codecs/decimal.h"
@@ -40,15 +39,21 @@ std::string_view takeField(std::string_view& rest) {
   return field;
 }
 
-// As takeField(). Most fields are digits alone: these end with the number, and need no search.
+// As takeField(). Most fields are digits alone, and not too many: these need neither a search for
+// the semicolon nor a look at the number's range.
 template <typename Number>
 void takeNumber(std::string_view& rest, Number& number) {
+  constexpr std::size_t digitsThatFit = std::numeric_limits<Number>::digits10;
+  const std::size_t limit = std::min(rest.size(), digitsThatFit + 1);
   Number value = 0;
-  const char* const end = rest.data() + rest.size();
-  const auto [stop, error] = std::from_chars(rest.data(), end, value);
-  if (error == std::errc() && stop != end && *stop == ';') {
+  std::size_t position = 0;
+  while (position < limit && velp::isDigit(rest[position])) {
+    value = value * 10 + static_cast<Number>(rest[position] - '0');
+    ++position;
+  }
+  if (position > 0 && position < limit && rest[position] == ';') {
     number = value;
-    rest.remove_prefix(static_cast<std::size_t>(stop - rest.data()) + 1);
+    rest.remove_prefix(position + 1);
   } else {
     velp::extractDecimal(takeField(rest), number);
   }

@@ -11,6 +11,10 @@
 
 namespace velp {
 
+constexpr bool isDigit(char c) {
+  return c >= '0' && c <= '9';
+}
+
 /// Sets `number` to what formatted extraction in base 10 and the classic locale would leave in it:
 /// untouched for a blank field, 0 where there is no number, the largest number for one out of range
 /// whatever its sign, and otherwise the number, which a minus sign takes from 0, modulo its range.
