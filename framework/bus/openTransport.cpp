@@ -40,8 +40,8 @@ std::unique_ptr<Transport> openTransport(const std::string& name, const std::str
     if (scheme == "local") return openLocalTransport(name, place);
     if (scheme == "nats" || scheme == "tls") {
       refuseAddress(EPROTONOSUPPORT, address,
-                    "needs the NATS transport, which this build does not have: use inproc: or "
-                    "local:");
+                    "needs the NATS transport, which this build does not have: an address that "
+                    "begins with inproc: or local: works");
     }
   }
   refuseAddress(EINVAL, address,
