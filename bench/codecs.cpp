@@ -174,7 +174,7 @@ std::vector<Event> decodeTextsByOurs(const std::vector<std::string>& texts) {
 }
 
 std::vector<Event> decodeTextsPlainly(const std::vector<std::string>& texts) {
-  return decodeTexts(texts, velp::test::bystreams::setDataFromEventInfo);
+  return decodeTexts(texts, plain::setDataFromEventInfo);
 }
 
 void addEventLists() {
