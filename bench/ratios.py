@@ -15,6 +15,7 @@ import statistics
 import sys
 
 BOUNDS = ("memcpy", "copy")
+ORDER = ("plain", "streams", *reversed(BOUNDS))
 AIMS = {"encode": 10, "decode": 20}
 
 
@@ -41,10 +42,8 @@ def verdict(work, who, median):
 
 
 def rows(works):
-    for work, by in works.items():
-        for who in by:
-            if who == "ours":
-                continue
+    for work, by in sorted(works.items()):  # the run had them in random order
+        for who in sorted(by.keys() - {"ours"}, key=ORDER.index):
             pair = ("ours", who) if who in BOUNDS else (who, "ours")
             values = ratio(*(by[name] for name in pair))
             yield (work, " / ".join(pair), f"{values[0]:.1f}", f"{values[1]:.1f}..{values[2]:.1f}",
