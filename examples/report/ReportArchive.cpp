@@ -99,8 +99,10 @@ ReportArchive::ReportArchive(const std::string& directory, const std::string& ow
 }
 
 ReportArchive::~ReportArchive() {
-  // Otherwise libarchive would first write an end to what is thrown away.
-  archive_write_fail(writer.get());
+  // Closing alone ends the compressor. It gives up at the first byte refused, so that no end is
+  // made for what is thrown away.
+  discarding = true;
+  archive_write_close(writer.get());
 }
 
 bool ReportArchive::add(const std::string& path, int file,
@@ -173,6 +175,7 @@ std::size_t ReportArchive::removeLeftOvers(const std::string& directory, const s
 // libarchive's own way to write would lose the reason when only its end fails.
 ssize_t ReportArchive::write(archive*, void* self, const void* bytes, std::size_t size) {
   auto* const report = static_cast<ReportArchive*>(self);
+  if (report->discarding) return -1;
   ssize_t count = -1;
   do {
     count = ::write(report->temporary.file.get(), bytes, size);

@@ -58,6 +58,7 @@ class ReportArchive {
 
   const std::string directory;
   Temporary temporary;
-  int writeError = 0;  // errno of the write that failed
+  int writeError = 0;       // errno of the write that failed
+  bool discarding = false;  // nothing more is to be written
   std::unique_ptr<archive, int (*)(archive*)> writer;
 };

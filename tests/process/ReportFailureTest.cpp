@@ -92,7 +92,7 @@ TEST_F(ReportFailures, EndedServiceTellsItsClientAndLeavesNothing) {
 
     service->kill(signal);
 
-    EXPECT_EQ(service->waitForEnd(), 0);
+    EXPECT_EQ(service->waitForEnd(), 0) << service->err();
     EXPECT_EQ(client->waitForEnd(), 2);
     EXPECT_THAT(client->out(), HasSubstr("  Cleanup\n"));
     EXPECT_THAT(client->out(), HasSubstr("made no report: the report service ends (error 12)\n"));
