@@ -33,7 +33,7 @@ hasSoname() {
 }
 
 findPackage() {
-  buildWithCMake "$scratch/find-package"
+  buildWithCMake "$consumer" "$scratch/find-package"
   "$scratch/find-package/roundTrip"
 }
 
@@ -50,14 +50,22 @@ frameworkAlone() {
 }
 
 plugin() {
-  buildWithCMake "$scratch/plugin"
+  buildWithCMake "$consumer" "$scratch/plugin"
   "$scratch/plugin/pluginHost" "$scratch/plugin/libplugin.so"
 }
 
+# The project that the guide tells to copy, outside this tree.
+guide() {
+  cp -r "$here/../../examples/guide" "$scratch/guide-project"
+  buildWithCMake "$scratch/guide-project" "$scratch/guide"
+  "$scratch/guide/note-test"
+}
+
+# buildWithCMake SOURCE BUILD
 buildWithCMake() {
-  cmake -S "$consumer" -B "$1" -G Ninja -DCMAKE_PREFIX_PATH="$prefix" -DCMAKE_BUILD_TYPE=Release \
+  cmake -S "$1" -B "$2" -G Ninja -DCMAKE_PREFIX_PATH="$prefix" -DCMAKE_BUILD_TYPE=Release \
     -DCMAKE_CXX_COMPILER="$cxx" -DCMAKE_CXX_FLAGS="${flags[*]}"
-  cmake --build "$1"
+  cmake --build "$2"
 }
 
 # compileWithPkgConfig PACKAGE SOURCE STANDARD
