@@ -82,8 +82,8 @@ int VelpMsgSender::waitForFinal(const std::string& target, velpMsgID_t id, unsig
   while (!isFinished()) {
     // QUIRK(7): every pass waits for the whole time-out again, whatever the last wake-up was for.
     if (waitForSignal(duration) == ETIMEDOUT) {
-      LogUtil::error(senderTag, function, "response timeout=", timeout, "s",
-                     " occured for request ", id, " target:", target);
+      LogUtil::error(senderTag, function, "response timeout=", timeout, "s occured for request ",
+                     id, " target:", target);
       return -2;
     }
     if (takeProgress() && traceLevel != 0) LogUtil::debug(senderTag, function, "Rx progress.");
