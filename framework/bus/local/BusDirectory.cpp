@@ -33,6 +33,10 @@ std::string pathFor(const std::string& place) {
     const uid_t uid = geteuid();
     return uid == 0 ? "/run/velp" : "/run/user/" + std::to_string(uid) + "/velp";
   }
+  // Relative to where the process happens to stand: two processes would rarely mean the same.
+  if (place.front() != '/') {
+    refuse(EINVAL, place, "is not an absolute path: begin it with a slash, as in local:/run/velp");
+  }
   const std::size_t last = place.find_last_not_of('/');
   return last == std::string::npos ? "/" : place.substr(0, last + 1);
 }

@@ -20,7 +20,8 @@ namespace velp {
 /// Fails: the constructor throws VelException with a text that says what to do.
 class BusDirectory {
  public:
-  /// `place` is the path, or empty for the default. Creates the directory when only it is missing.
+  /// `place` is the absolute path, or empty for the default. Creates the directory when only it is
+  /// missing.
   explicit BusDirectory(const std::string& place);
 
   const std::string& getPath() const { return path; }

@@ -31,10 +31,10 @@ class VELP_FRAMEWORK_API Participant {
   Participant(const Participant&) = delete;
   Participant& operator=(const Participant&) = delete;
 
-  /// Joins the bus at `address` ("inproc:", "inproc:NAME", "local:", "local:DIR") as `name`: 1 to
-  /// 48 of A-Z a-z 0-9 _ -. Throws VelException with a text that says what to do: EINVAL for a bad
-  /// name or address, EISCONN when already on a bus, EADDRINUSE when the name is taken, and the
-  /// system's error for a bus that cannot be used.
+  /// Joins the bus at `address` ("inproc:", "inproc:NAME", "local:", or "local:DIR" with an
+  /// absolute path) as `name`: 1 to 48 of A-Z a-z 0-9 _ -. Throws VelException with a text that
+  /// says what to do: EINVAL for a bad name or address, EISCONN when already on a bus, EADDRINUSE
+  /// when the name is taken, and the system's error for a bus that cannot be used.
   void connect(const std::string& name, const std::string& address);
   /// Leaves the bus; callbacks and filters stay registered. Harmless when not on one. Throws
   /// VelException(EDEADLK) when called from inside a callback.

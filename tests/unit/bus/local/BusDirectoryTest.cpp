@@ -127,6 +127,17 @@ TEST_F(BusDirectoryTest, DoesNotCreateParents) {
   EXPECT_FALSE(std::filesystem::exists(bus + "/missing"));
 }
 
+TEST_F(BusDirectoryTest, MustBeGivenByAnAbsolutePath) {
+  const std::filesystem::path before = std::filesystem::current_path();
+  std::filesystem::current_path(scratch.getPath());
+  for (const char* place : {"bus", "fresh", "./fresh", "../fresh", "~/fresh"}) {
+    expectRefusal(place, EINVAL,
+                  "is not an absolute path: begin it with a slash, as in local:/run/velp");
+  }
+  EXPECT_FALSE(std::filesystem::exists("fresh"));
+  std::filesystem::current_path(before);
+}
+
 TEST_F(BusDirectoryTest, EscapesWhatItSaysOfThePath) {
   EXPECT_THAT(refusal(bus + "/a\nb/c").text, Not(HasSubstr("\n")));
 }
