@@ -10,6 +10,7 @@
 #include <cstdio>
 #include <vector>
 
+#include "../say.h"
 #include "PackageLog.h"
 #include "velp/bus/VelpBusProxy.h"
 #include "velp/runtime/LogUtil.h"
@@ -24,8 +25,7 @@ constexpr unsigned int spanOfNumbers = 0;
 constexpr unsigned int spanOfText = 1;
 
 void tellGone(const std::string& client) {
-  fmt::print("{} has gone, its answer is dropped\n", velp::escaped(client));
-  std::fflush(stdout);
+  say(stdout, "{} has gone, its answer is dropped", velp::escaped(client));
 }
 
 bool isKnown(const VelpMsgReqRmData::span_t& span) {
@@ -62,13 +62,12 @@ void EventService::join(const std::string& name, const std::string& address) {
 
 requestState_t EventService::serve(const VelpClientMessageRequest& request,
                                    void (EventService::*answer)(const VelpClientMessageRequest&)) {
-  fmt::print("serving {}\n", velp::escaped(request.getText()));
-  std::fflush(stdout);
+  say(stdout, "serving {}", velp::escaped(request.getText()));
   takeTime();
   try {
     (this->*answer)(request);
   } catch (const SQLite::Exception& error) {
-    fmt::print(stderr, "event-service: the store failed: {}\n", error.what());
+    say(stderr, "event-service: the store failed: {}", error.what());
     refuse(request, ERROR_STORE, error.what());
   }
   return AVAILABLE;

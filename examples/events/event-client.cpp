@@ -9,6 +9,7 @@
 #include <exception>
 #include <string>
 
+#include "../say.h"
 #include "EventTable.h"
 #include "Removal.h"
 #include "velp/bus/VelpBusProxy.h"
@@ -46,6 +47,7 @@ void declare(CLI::App& app, Options& options) {
       ->capture_default_str();
   app.add_option("--id", options.id, "Message ID of the request")->capture_default_str();
   app.add_option("--last", options.last, "How many of the latest events to print")
+      ->check(CLI::NonNegativeNumber)
       ->capture_default_str();
   declareRemoval(app, options.removal);
   app.footer(
@@ -54,25 +56,25 @@ void declare(CLI::App& app, Options& options) {
 }
 
 Outcome tell(Outcome outcome, const std::string& text) {
-  // The status says it as well: a closed stderr does not matter.
-  std::fputs(fmt::format("event-client: {}\n", text).c_str(), stderr);
+  say(stderr, "event-client: {}", text);
   return outcome;
 }
 
 Outcome tellError(const Options& options, const VelpClientMessageResponse& response) {
+  const std::string service = velp::escaped(options.service);
   const auto code = response.getErrorCode();
   const std::string error = fmt::format("error {}", static_cast<unsigned int>(code));
   switch (code) {
     case VelpClientMessageResponse::ERROR_NOT_AVAILABLE:
       return tell(NOT_AVAILABLE_RESPONSE,
-                  fmt::format("{} does not serve requests of ID {} ({}: not available)",
-                              options.service, options.id, error));
+                  fmt::format("{} does not serve requests of ID {} ({}: not available)", service,
+                              options.id, error));
     case VelpClientMessageResponse::ERROR_BUSY:
       return tell(BUSY_RESPONSE,
-                  fmt::format("{} is still serving an earlier request of ID {} ({}: busy)",
-                              options.service, options.id, error));
+                  fmt::format("{} is still serving an earlier request of ID {} ({}: busy)", service,
+                              options.id, error));
     default:
-      return tell(ERROR_RESPONSE, fmt::format("{} answered with {}: {}", options.service, error,
+      return tell(ERROR_RESPONSE, fmt::format("{} answered with {}: {}", service, error,
                                               velp::escaped(response.getErrorText())));
   }
 }
@@ -86,15 +88,16 @@ Outcome print(const std::string& text) {
 }
 
 Outcome printAnswer(const Options& options, const VelpClientMessageResponse& response) {
+  const std::string service = velp::escaped(options.service);
   if (response.getStatus() == VelpClientMessageResponse::STATUS_ERROR) {
     return tellError(options, response);
   }
   if (options.id == VelpClientMessageBase::MSG_REMOVE_DATA) {
-    return print(fmt::format("{} {}\n", options.service, velp::escaped(response.getString(0, 1))));
+    return print(fmt::format("{} {}\n", service, velp::escaped(response.getString(0, 1))));
   }
   VelpMsgReqGetEventList list;
   if (!list.initFromResponse(response)) {
-    return tell(ERROR_RESPONSE, options.service + " answered, but not with an event list");
+    return tell(ERROR_RESPONSE, service + " answered, but not with an event list");
   }
   return print(eventTable(list, options.last));
 }
@@ -108,6 +111,7 @@ VelpClientMessageRequest requestOf(Options& options) {
 }
 
 Outcome ask(Options& options) {
+  const std::string service = velp::escaped(options.service);
   VelpBusProxy::getInstance()->connect(options.name, options.bus);
   const VelpClientMessageRequest request = requestOf(options);
   VelpClientMessageResponse response;
@@ -115,10 +119,10 @@ Outcome ask(Options& options) {
                                                                    response, options.timeout)) {
     case -1:
       return tell(ABSENT, fmt::format("{} is not on {}, or cannot take the request now (-1)",
-                                      options.service, options.bus));
+                                      service, velp::escaped(options.bus)));
     case -2:
       return tell(TIMED_OUT, fmt::format("{} took the request, but has not answered for {} s (-2)",
-                                         options.service, options.timeout));
+                                         service, options.timeout));
     default:
       return printAnswer(options, response);
   }

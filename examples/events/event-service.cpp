@@ -3,7 +3,6 @@
 // A service process: serves the package manager's log as an event list, and removes events, until
 // SIGTERM or SIGINT.
 #include <SQLiteCpp/Exception.h>
-#include <fmt/format.h>
 #include <signal.h>
 
 #include <CLI/CLI.hpp>
@@ -15,9 +14,11 @@
 #include <string>
 #include <vector>
 
+#include "../say.h"
 #include "EventService.h"
 #include "EventStore.h"
 #include "PackageLog.h"
+#include "velp/runtime/LogUtil.h"
 
 namespace {
 
@@ -42,6 +43,7 @@ void declare(CLI::App& app, Options& options) {
   app.add_option("--delay", options.delay, "Milliseconds to take over each request")
       ->capture_default_str();
   app.add_option("--limit", options.limit, "How many of the latest events to serve")
+      ->check(CLI::NonNegativeNumber)
       ->capture_default_str();
   app.add_flag("--generate", options.generate,
                "Serve a generated log when the log is missing or holds no event");
@@ -52,23 +54,24 @@ bool readLog(const Options& options, PackageLog& log) {
   std::ifstream file(options.log);
   if (file) log = readPackageLog(file);
   if (log.skipped > 0) {
-    fmt::print(stderr, "event-service: skipped {} of {} lines of {}: unknown form\n", log.skipped,
-               log.skipped + log.events.size(), options.log);
+    say(stderr, "event-service: skipped {} of {} lines of {}: unknown form", log.skipped,
+        log.skipped + log.events.size(), velp::escaped(options.log));
   }
   if (file.is_open() && !log.events.empty()) return true;
 
   const char* lacking = file.is_open() ? "holds no event" : "cannot be read";
   if (options.generate) {
-    fmt::print(stderr, "event-service: {} {}: serving a generated log\n", options.log, lacking);
+    say(stderr, "event-service: {} {}: serving a generated log", velp::escaped(options.log),
+        lacking);
     std::istringstream generated(generatePackageLog());
     log = readPackageLog(generated);
     return true;
   }
   if (file.is_open()) return true;
-  fmt::print(stderr,
-             "event-service: {} {}: name another log with --log, or serve a generated one with "
-             "--generate\n",
-             options.log, lacking);
+  say(stderr,
+      "event-service: {} {}: name another log with --log, or serve a generated one with "
+      "--generate",
+      velp::escaped(options.log), lacking);
   return false;
 }
 
@@ -77,8 +80,7 @@ std::size_t countServed(const EventStore& store, std::size_t limit) {
   std::vector<VelpMsgReqGetEventList::Event> events = store.events();
   const std::size_t cut = keepMostRecent(events, limit);
   if (cut > 0) {
-    fmt::print(stderr, "event-service: left out the {} oldest events: a list holds 65,535 bytes\n",
-               cut);
+    say(stderr, "event-service: left out the {} oldest events: a list holds 65,535 bytes", cut);
   }
   return events.size();
 }
@@ -102,8 +104,7 @@ int serve(const Options& options) {
   const std::size_t count = countServed(store, options.limit);
   EventService service(store, options.limit, std::chrono::milliseconds(options.delay));
   service.join(options.name, options.bus);
-  fmt::print("ready: {} events, as {} on {}\n", count, options.name, options.bus);
-  std::fflush(stdout);
+  say(stdout, "ready: {} events, as {} on {}", count, options.name, options.bus);
 
   const sigset_t ends = endSignals();
   int received = 0;
@@ -125,10 +126,11 @@ int main(int argc, char** argv) {
   } catch (const CLI::ParseError& error) {
     return app.exit(error) == 0 ? 0 : 1;
   } catch (const SQLite::Exception& error) {
-    fmt::print(stderr, "event-service: cannot use the store {}: {}\n", options.store, error.what());
+    say(stderr, "event-service: cannot use the store {}: {}", velp::escaped(options.store),
+        error.what());
     return 1;
   } catch (const std::exception& error) {
-    fmt::print(stderr, "event-service: {}\n", error.what());
+    say(stderr, "event-service: {}", error.what());
     return 1;
   }
 }

@@ -3,11 +3,10 @@
 // A bus callback of its own: fault records are no client requests, so no handler is needed.
 #include "FaultService.h"
 
-#include <fmt/format.h>
-
 #include <cstdio>
 #include <system_error>
 
+#include "../say.h"
 #include "velp/bus/VelpBusProxy.h"
 #include "velp/runtime/LogUtil.h"
 
@@ -42,16 +41,15 @@ void FaultService::keep(const std::string& line) {
     records.append(line);
   } catch (const std::system_error& error) {
     ++lost;
-    fmt::print(stderr, "fault-service: {}; not kept: {}\n", error.what(), line);
+    say(stderr, "fault-service: {}; not kept: {}", error.what(), line);
     return;
   }
   ++kept;
-  fmt::print("{}\n", line);
-  std::fflush(stdout);
+  say(stdout, "{}", line);
 }
 
 void FaultService::velpBusProxyStatusCb(StatusCBType_t type, int, const std::string& info) {
   if (type != STATUS_INFORMATION) {
-    fmt::print(stderr, "fault-service: the bus reports: {}\n", velp::escaped(info));
+    say(stderr, "fault-service: the bus reports: {}", velp::escaped(info));
   }
 }

@@ -1,7 +1,6 @@
 // SPDX-FileCopyrightText: libvelpmsg contributors
 // SPDX-License-Identifier: Apache-2.0
 // A service process: keeps the fault records of all others until SIGTERM or SIGINT.
-#include <fmt/format.h>
 #include <signal.h>
 
 #include <CLI/CLI.hpp>
@@ -10,6 +9,7 @@
 #include <exception>
 #include <string>
 
+#include "../say.h"
 #include "FaultRecords.h"
 #include "FaultService.h"
 
@@ -39,21 +39,20 @@ sigset_t endSignals() {
 int serve(const Options& options) {
   FaultRecords records(options.records);
   if (records.tornBytes() > 0) {
-    fmt::print(stderr, "fault-service: cut off {} bytes of an unfinished record at the end of {}\n",
-               records.tornBytes(), options.records);
+    say(stderr, "fault-service: cut off {} bytes of an unfinished record at the end of {}",
+        records.tornBytes(), options.records);
   }
   const std::size_t count = records.size();  // from join() on the reception thread changes it
   FaultService service(records);
   service.join(options.bus);
-  fmt::print("ready: {} records in {}, as FaultManagement on {}\n", count, options.records,
-             options.bus);
-  std::fflush(stdout);
+  say(stdout, "ready: {} records in {}, as FaultManagement on {}", count, options.records,
+      options.bus);
 
   const sigset_t ends = endSignals();
   int received = 0;
   sigwait(&ends, &received);
   service.leave();
-  fmt::print("ended: kept {} records, could not keep {}\n", service.getKept(), service.getLost());
+  say(stdout, "ended: kept {} records, could not keep {}", service.getKept(), service.getLost());
   return 0;
 }
 
@@ -71,7 +70,7 @@ int main(int argc, char** argv) {
   } catch (const CLI::ParseError& error) {
     return app.exit(error) == 0 ? 0 : 1;
   } catch (const std::exception& error) {
-    fmt::print(stderr, "fault-service: {}\n", error.what());
+    say(stderr, "fault-service: {}", error.what());
     return 1;
   }
 }

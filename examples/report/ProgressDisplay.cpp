@@ -11,6 +11,7 @@
 #include <cstdio>
 #include <cstdlib>
 
+#include "../say.h"
 #include "velp/runtime/LogUtil.h"
 
 namespace {
@@ -62,16 +63,16 @@ void ProgressDisplay::show(unsigned int percent, const std::string& text) {
   if (bar) {
     // The last column stays free: some terminals go to the next line when it is filled.
     const std::string line = progressBar(percent, clean, terminalWidth() - 1, coloured);
-    fmt::print(stderr, "\r{}\x1b[K", line);
+    std::fputs(("\r" + line + "\x1b[K").c_str(), stderr);
+    std::fflush(stderr);
   } else {
-    fmt::print(stderr, "{:>3} %  {}\n", percent, clean);
+    say(stderr, "{:>3} %  {}", percent, clean);
   }
-  std::fflush(stderr);
   drawn = true;
 }
 
 void ProgressDisplay::finish() {
   const std::lock_guard<std::mutex> locker(mutex);
-  if (bar && drawn && !finished) fmt::print(stderr, "\n");
+  if (bar && drawn && !finished) std::fputs("\n", stderr);
   finished = true;
 }

@@ -4,13 +4,12 @@
 #include "ReportService.h"
 
 #include <errno.h>
-#include <fmt/format.h>
 
 #include <cstdio>
 #include <filesystem>
 #include <system_error>
-#include <utility>
 
+#include "../say.h"
 #include "velp/bus/VelpBusProxy.h"
 #include "velp/runtime/LogUtil.h"
 
@@ -28,15 +27,9 @@ std::string existingDirectory(const std::string& path) {
   throw std::system_error(ENOTDIR, std::generic_category(), path);
 }
 
-template <typename... Arguments>
-void say(fmt::format_string<Arguments...> form, Arguments&&... arguments) {
-  fmt::print("{}\n", fmt::format(form, std::forward<Arguments>(arguments)...));
-  std::fflush(stdout);
-}
-
 void sayUnreadable(const std::string& path, const std::string& reason, Report& report) {
   ++report.unreadable;
-  fmt::print(stderr, "report-service: left out {}: {}\n", velp::escaped(path), reason);
+  say(stderr, "report-service: left out {}: {}", velp::escaped(path), reason);
 }
 
 std::string lastError() {
@@ -69,7 +62,7 @@ ReportService::~ReportService() {
 
 void ReportService::join(const std::string& address) {
   const std::size_t removed = ReportArchive::removeLeftOvers(output, name);
-  if (removed > 0) say("removed {} unfinished of an earlier run", removed);
+  if (removed > 0) say(stdout, "removed {} unfinished of an earlier run", removed);
   VelpBusProxy::getInstance()->connect(name, address);
 }
 
@@ -95,7 +88,7 @@ Report ReportService::pack(const VelpClientMessageRequest& request, PackProgress
   begin = Clock::now();
   packed = 0;
   const std::string asked = packRequestPath(request);
-  say("serving {}: {}", velp::escaped(request.getText()),
+  say(stdout, "serving {}: {}", velp::escaped(request.getText()),
       asked.empty() ? tree.getRoot() : velp::escaped(asked));
   const SourceList list = tree.list(tree.find(asked), [this] { takeTime(0); });
 
@@ -136,8 +129,7 @@ void ReportService::addFile(const std::string& path, ReportArchive& archive, Pac
   });
   ++report.files;
   if (!whole) {
-    fmt::print(stderr, "report-service: the end of {} is lost: {}\n", velp::escaped(path),
-               lastError());
+    say(stderr, "report-service: the end of {} is lost: {}", velp::escaped(path), lastError());
   }
 }
 
@@ -151,17 +143,17 @@ void ReportService::takeTime(std::uint64_t bytes) {
 }
 
 void ReportService::answer(const std::string& client, const Report& report) {
-  say("packed {} files into {}, {} bytes", report.files, report.archive, report.size);
+  say(stdout, "packed {} files into {}, {} bytes", report.files, report.archive, report.size);
   // Open before the answer is out: whoever has the answer may ask again at once.
   handler.setRequestState(MSG_PACK, AVAILABLE);
   if (!VelpMsgSender::getInstance()->sendResponseOK(client, MSG_PACK, reportPayload(report))) {
-    say("{} has gone, its answer is dropped", velp::escaped(client));
+    say(stdout, "{} has gone, its answer is dropped", velp::escaped(client));
   }
 }
 
 void ReportService::refuse(const std::string& client, const ReportError& error) {
   const std::string text = error.what();
-  say("refused {}: {}", velp::escaped(client), velp::escaped(text));
+  say(stdout, "refused {}: {}", velp::escaped(client), velp::escaped(text));
   handler.setRequestState(MSG_PACK, AVAILABLE);
   VelpMsgSender::getInstance()->sendResponseError(
       client, MSG_PACK, static_cast<VelpClientMessageResponse::errorCode_t>(error.code),

@@ -17,6 +17,7 @@
 #include <thread>
 #include <vector>
 
+#include "../say.h"
 #include "ProgressDisplay.h"
 #include "ReportProtocol.h"
 #include "velp/bus/VelpBusProxy.h"
@@ -29,7 +30,7 @@ namespace {
 // What the exit status says.
 enum Outcome : int {
   ANSWERED = 0,
-  USAGE = 1,  // also: the bus cannot be joined
+  USAGE = 1,  // also: the bus cannot be joined, or the answer not be written
   ERROR_RESPONSE = 2,
   ABSENT = 3,
   NOT_AVAILABLE_RESPONSE = 4,
@@ -62,45 +63,50 @@ void declare(CLI::App& app, Options& options) {
         return path.size() < PATH_MAX ? std::string() : std::string("The path is too long");
       });
   app.footer(
-      "Exit status: 0 the archive is there, 1 usage or no bus, 2 error response,\n"
+      "Exit status: 0 the archive is there, 1 usage, no bus or no output, 2 error response,\n"
       "3 no such service, 4 not available, 5 busy, 6 time-out, 130 interrupted.");
 }
 
 Outcome tell(Outcome outcome, const std::string& text) {
-  fmt::print(stderr, "report-client: {}\n", text);
+  say(stderr, "report-client: {}", text);
   return outcome;
 }
 
 Outcome tellError(const Options& options, const VelpClientMessageResponse& response) {
+  const std::string service = velp::escaped(options.service);
   switch (response.getErrorCode()) {
     case VelpClientMessageResponse::ERROR_NOT_AVAILABLE:
-      return tell(NOT_AVAILABLE_RESPONSE, options.service + " makes no reports (error 1)");
+      return tell(NOT_AVAILABLE_RESPONSE, service + " makes no reports (error 1)");
     case VelpClientMessageResponse::ERROR_BUSY:
-      return tell(
-          BUSY_RESPONSE,
-          options.service + " is still making an earlier report (error 7): try again later");
+      return tell(BUSY_RESPONSE,
+                  service + " is still making an earlier report (error 7): try again later");
     default:
-      return tell(ERROR_RESPONSE, fmt::format("{} made no report: {} (error {})", options.service,
+      return tell(ERROR_RESPONSE, fmt::format("{} made no report: {} (error {})", service,
                                               velp::escaped(response.getErrorText()),
                                               static_cast<unsigned int>(response.getErrorCode())));
   }
 }
 
 Outcome printAnswer(const Options& options, const VelpClientMessageResponse& response) {
+  const std::string service = velp::escaped(options.service);
   if (response.getStatus() == VelpClientMessageResponse::STATUS_ERROR) {
     return tellError(options, response);
   }
   Report report;
   if (!readReport(response, report)) {
-    return tell(ERROR_RESPONSE, options.service + " answered, but not with a report");
+    return tell(ERROR_RESPONSE, service + " answered, but not with a report");
   }
-  fmt::print("archive: {}\nsize: {} bytes\nfiles: {}\n", velp::escaped(report.archive), report.size,
-             report.files);
+  const std::string answer = fmt::format("archive: {}\nsize: {} bytes\nfiles: {}\n",
+                                         velp::escaped(report.archive), report.size, report.files);
+  // What is still buffered would be lost in silence at the end of the process.
+  if (std::fputs(answer.c_str(), stdout) < 0 || std::fflush(stdout) != 0) {
+    return tell(USAGE, "the answer cannot be written to stdout");
+  }
   const std::string missing =
       report.unreadable == 0
           ? std::string(" is whole")
           : fmt::format(" lacks {} unreadable files or directories", report.unreadable);
-  return tell(ANSWERED, options.service + "'s report" + missing);
+  return tell(ANSWERED, service + "'s report" + missing);
 }
 
 /// Shows the progress of one request, from its own thread, while another one waits for the answer.
@@ -145,13 +151,14 @@ Outcome ask(const Options& options, ProgressDisplay& display) {
       options.service, request, response, options.timeout);
   if (result == 0) listener.awaitFinal();
   display.finish();
+  const std::string service = velp::escaped(options.service);
   switch (result) {
     case -1:
       return tell(ABSENT, fmt::format("{} is not on {}, or cannot take the request now (-1)",
-                                      options.service, options.bus));
+                                      service, velp::escaped(options.bus)));
     case -2:
       return tell(TIMED_OUT, fmt::format("{} took the request, but was silent for {} s (-2)",
-                                         options.service, options.timeout));
+                                         service, options.timeout));
     default:
       return printAnswer(options, response);
   }
@@ -195,7 +202,8 @@ int run(const Options& options) {
     return outcome;
   }
   display.finish();
-  tell(INTERRUPTED, "no longer waiting for " + options.service + ", which goes on with the report");
+  tell(INTERRUPTED, "no longer waiting for " + velp::escaped(options.service) +
+                        ", which goes on with the report");
   std::fflush(nullptr);
   // The asking thread cannot be ended: without destructors, nothing is taken from under it.
   _exit(INTERRUPTED);

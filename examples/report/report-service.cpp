@@ -1,7 +1,6 @@
 // SPDX-FileCopyrightText: libvelpmsg contributors
 // SPDX-License-Identifier: Apache-2.0
 // A service process: packs files into archives on request until SIGTERM or SIGINT.
-#include <fmt/format.h>
 #include <signal.h>
 
 #include <CLI/CLI.hpp>
@@ -11,6 +10,7 @@
 #include <exception>
 #include <string>
 
+#include "../say.h"
 #include "ReportService.h"
 
 namespace {
@@ -51,9 +51,8 @@ int serve(const Options& options) {
   ReportService service({options.name, options.source, options.output,
                          std::chrono::milliseconds(options.tick), options.pace});
   service.join(options.bus);
-  fmt::print("ready: packs {} into {}, as {} on {}\n", service.getSource(), service.getOutput(),
-             options.name, options.bus);
-  std::fflush(stdout);
+  say(stdout, "ready: packs {} into {}, as {} on {}", service.getSource(), service.getOutput(),
+      options.name, options.bus);
 
   const sigset_t ends = endSignals();
   int received = 0;
@@ -75,7 +74,7 @@ int main(int argc, char** argv) {
   } catch (const CLI::ParseError& error) {
     return app.exit(error) == 0 ? 0 : 1;
   } catch (const std::exception& error) {
-    fmt::print(stderr, "report-service: {}\n", error.what());
+    say(stderr, "report-service: {}", error.what());
     return 1;
   }
 }

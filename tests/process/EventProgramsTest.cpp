@@ -160,8 +160,26 @@ TEST_F(EventPrograms, ExplainEveryOutcomeAndGiveItAStatus) {
 TEST_F(EventPrograms, EndWithStatus1OnUsageErrors) {
   EXPECT_EQ(askRunning({"--no-such-option"}), 1);
   EXPECT_EQ(askRunning({"--timeout", "-1"}), 1);
+  EXPECT_EQ(askRunning({"--last", "-1"}), 1);
+  EXPECT_THAT(err, HasSubstr("--last"));
   EXPECT_EQ(askRunning({"--name", "not a name"}), 1);
   EXPECT_EQ(askRunning({"--help"}), 0);
+}
+
+TEST_F(EventPrograms, TakeNoNegativeLimit) {
+  ChildProcess service(program("event-service", {"--log", log, "--limit", "-1"}));
+
+  EXPECT_EQ(service.waitForEnd(), 1);
+  EXPECT_THAT(service.err(), HasSubstr("--limit"));
+}
+
+TEST_F(EventPrograms, EscapeTheNamesThatTheyRepeat) {
+  EXPECT_EQ(askRunning({"--service", "No\x1b[2J\nbody"}), 3);
+  EXPECT_THAT(err, HasSubstr("No\\x1b[2J\\x0abody is not on "));
+
+  ChildProcess service(program("event-service", {"--log", "/no\nlog"}));
+  EXPECT_EQ(service.waitForEnd(), 1);
+  EXPECT_THAT(service.err(), HasSubstr("/no\\x0alog cannot be read"));
 }
 
 TEST_F(EventPrograms, SayWhenTheAnswerCannotBeWritten) {
@@ -176,6 +194,9 @@ TEST_F(EventPrograms, SayWhenTheAnswerCannotBeWritten) {
 
 TEST_F(EventPrograms, KeepTheirStatusWithoutAnyStream) {
   EXPECT_EQ(askRunningWith("<&- >&- 2>&-"), 3);
+
+  ChildProcess service({"/bin/sh", "-c", "exec " VELP_BIN "event-service --log /none 2>&-"});
+  EXPECT_EQ(service.waitForEnd(), 1);
 }
 
 TEST_F(EventPrograms, RefuseANameThatIsTaken) {

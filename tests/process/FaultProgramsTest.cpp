@@ -118,7 +118,7 @@ TEST_F(FaultPrograms, LetNoTextForgeALine) {
   const std::string forged =
       "x\n2026-01-01T00:00:00.000Z Other code=1\r\x1b[2J" + std::string("\0\xff", 2) + "\\ end";
 
-  ASSERT_TRUE(VelpBusProxy::getInstance()->sendTo("FaultManagement", SystemMessage(forged, 10)));
+  ASSERT_TRUE(VelpBusProxy::getInstance()->sendTo(texts::faultManagement, SystemMessage(forged, 10)));
   ASSERT_TRUE(service.waitForLine("end"));
   EXPECT_TRUE(sendFault("a\nb"));
   ASSERT_TRUE(service.waitForLine("a\\x0ab"));
@@ -135,7 +135,7 @@ void sendMany(const std::string& address, int number, int count) {
   sender.connect("Sender" + std::to_string(number), address);
   for (int i = 0; i < count; ++i) {
     const std::string text = std::to_string(i) + ' ' + std::string(300, 'x') + " end";
-    while (!sender.sendTo("FaultManagement", SystemMessage(text, 10))) std::this_thread::yield();
+    while (!sender.sendTo(texts::faultManagement, SystemMessage(text, 10))) std::this_thread::yield();
   }
 }
 
@@ -209,6 +209,22 @@ TEST_F(FaultPrograms, GoOnWhenARecordCannotBeKeptAndLeaveNothingOfIt) {
 
   EXPECT_THAT(lines(), ElementsAre(EndsWith("info=\"short\"")));
   EXPECT_THAT(service.err(), AllOf(HasSubstr("cannot write " + file), HasSubstr("not kept: 20")));
+  EXPECT_THAT(service.out(), EndsWith("kept 1 records, could not keep 1\n"));
+}
+
+TEST_F(FaultPrograms, GoOnWhenNeitherARecordNorItsLossCanBeWritten) {
+  std::vector<std::string> limited = {
+      "/bin/bash", "-c", "trap '' XFSZ; ulimit -f 1; exec \"$@\" 2>/dev/full", "limited"};
+  for (const std::string& word : command()) limited.push_back(word);
+  ChildProcess service(limited);
+  ASSERT_TRUE(service.waitForLine("ready"));
+
+  EXPECT_TRUE(sendFault(std::string(2000, 'x')));
+  EXPECT_TRUE(sendFault("short"));
+  ASSERT_TRUE(service.waitForLine("short"));
+  service.kill(SIGTERM);
+
+  EXPECT_EQ(service.waitForEnd(), 0);
   EXPECT_THAT(service.out(), EndsWith("kept 1 records, could not keep 1\n"));
 }
 

@@ -11,7 +11,7 @@ namespace velp::test {
 namespace {
 
 constexpr const char* reportStart =
-    "[WARNING] VelH::velpBusProxyStatusCb() dropped the connection of a stranger ";
+    filled(texts::busWarning, "dropped the connection of a stranger ");
 
 TEST(Garbage, IsDroppedAndReportedWhileHonestTrafficGoesOn) {
   const PrivateBus bus;

@@ -117,7 +117,7 @@ TEST_F(ReportFailures, FullDiskIsAnErrorThatLeavesNothingAndIsFiled) {
   Recorder faults;
   VelpBusProxy* proxy = VelpBusProxy::getInstance();
   proxy->setCallBack(faults);
-  proxy->connect("FaultManagement", bus.address());
+  proxy->connect(texts::faultManagement, bus.address());
   write("big/file", 64 * 1024);
   write("small/file", 10);
   ChildProcess limited(

@@ -128,12 +128,12 @@ TEST_F(ReportPrograms, ShowProgressThatNeverGoesDownAndStaysAtTheCeilingUntilThe
 
   const Progress progress = progressIn(err);
   ASSERT_GE(progress.size(), 12U) << err;
-  EXPECT_EQ(progress.front(), std::make_pair(0, std::string("Check given file/folder setup")));
-  EXPECT_EQ(progress.back(), std::make_pair(100, std::string("LogReport creation finished")));
+  EXPECT_EQ(progress.front(), std::make_pair(0, std::string(texts::steps[29])));
+  EXPECT_EQ(progress.back(), std::make_pair(100, std::string(texts::steps[28])));
   const auto lower = [](const auto& a, const auto& b) { return a.first < b.first; };
   EXPECT_TRUE(std::is_sorted(progress.begin(), progress.end(), lower)) << err;
   for (const auto& [percent, text] : progress) {
-    EXPECT_LE(percent, text == "LogReport creation finished" ? 100 : 90) << text;
+    EXPECT_LE(percent, text == texts::steps[28] ? 100 : 90) << text;
   }
 }
 
@@ -150,9 +150,9 @@ TEST_F(ReportPrograms, NameTheStepsInTheirOrder) {
   }
   EXPECT_THAT(
       texts,
-      ElementsAre("Check given file/folder setup", "Init environment to process LogReport data",
-                  "Zip LogReport files", "Packing only.log", "Syncing file system...",
-                  "Sync file system done", "LogReport creation finished"));
+      ElementsAre(texts::steps[29], texts::steps[19],
+                  texts::steps[26], "Packing only.log", texts::steps[16],
+                  texts::steps[17], texts::steps[28]));
 }
 
 TEST_F(ReportPrograms, FillTheTimeWithTicksThatDoNotOutrunTrueProgress) {
@@ -317,7 +317,7 @@ TEST_F(ReportPrograms, KeepATerminalSafeFromWhatTheServiceSends) {
 
 TEST_F(ReportPrograms, WriteTheLibrarysLogOnlyWhenAsked) {
   EXPECT_EQ(ask({"--log"}), 3);
-  EXPECT_THAT(err, HasSubstr("[ERROR] VelS::sendRequestWaitForResponse() Failed to send request"));
+  EXPECT_THAT(err, HasSubstr(texts::requestNotSent));
   EXPECT_EQ(out, "");
 }
 
@@ -332,6 +332,30 @@ TEST_F(ReportPrograms, EndWithStatus1OnUsageErrors) {
   EXPECT_EQ(ask({"--name", "ReportService"}), 1);
   EXPECT_THAT(err, HasSubstr(std::to_string(service.getPid())));
   EXPECT_EQ(ask({"--help"}), 0);
+}
+
+TEST_F(ReportPrograms, SayWhenTheAnswerCannotBeWritten) {
+  ChildProcess service(serviceCommand());
+  ASSERT_TRUE(service.waitForLine("ready"));
+  ChildProcess client(
+      joined({"/bin/sh", "-c", "exec \"$@\" >/dev/full", "sh"}, clientCommand({"--log"})));
+
+  EXPECT_EQ(client.waitForEnd(), 1);
+  EXPECT_THAT(client.err(), HasSubstr("report-client: the answer cannot be written to stdout\n"));
+}
+
+TEST_F(ReportPrograms, KeepTheirStatusWithoutAnyStream) {
+  ChildProcess client(joined({"/bin/sh", "-c", "exec \"$@\" <&- >&- 2>&-", "sh"}, clientCommand()));
+  EXPECT_EQ(client.waitForEnd(), 3);
+
+  source += "/none";
+  ChildProcess service(joined({"/bin/sh", "-c", "exec \"$@\" 2>&-", "sh"}, serviceCommand()));
+  EXPECT_EQ(service.waitForEnd(), 1);
+}
+
+TEST_F(ReportPrograms, EscapeTheNamesThatTheyRepeat) {
+  EXPECT_EQ(ask({"--service", "No\nbody"}), 3);
+  EXPECT_THAT(err, HasSubstr("report-client: No\\x0abody is not on "));
 }
 
 TEST_F(ReportPrograms, RefuseToStartWithoutTheirDirectories) {
