@@ -136,8 +136,8 @@ class DBusDaemon(Broker):
 
 
 class DBusBroker(Broker):
-    """The bus alone. Its usual launcher needs systemd, so this plays its part: it hands the broker a
-    listening socket and a policy that allows everything, over the socket pair they share."""
+    """The bus alone. Its usual launcher needs systemd, so this plays its part: it hands the broker
+    a listening socket and a policy that allows everything, over the socket pair they share."""
 
     program = "dbus-broker"
     package = "dbus-broker"
@@ -164,7 +164,8 @@ class DBusBroker(Broker):
         self.controller.settimeout(PATIENCE)
         self.controller.sendall(b"\0AUTH EXTERNAL\r\nDATA\r\nNEGOTIATE_UNIX_FD\r\nBEGIN\r\n")
         message = dbus_call("/org/bus1/DBus/Broker", "org.bus1.DBus.Broker", "AddListener",
-                            "ohv", ["/org/bus1/DBus/Listener/0", 0, (f"({self.POLICY})", allow_all())])
+                            "ohv",
+                            ["/org/bus1/DBus/Listener/0", 0, (f"({self.POLICY})", allow_all())])
         self.controller.sendmsg([message], [(socket.SOL_SOCKET, socket.SCM_RIGHTS,
                                              array.array("i", [listener.fileno()]))])
 
@@ -247,8 +248,8 @@ def answers_dbus(path):
         client.settimeout(1)
         try:
             client.connect(path)
-            client.sendall(b"\0AUTH EXTERNAL " + str(os.geteuid()).encode().hex().encode() + b"\r\n")
-            return client.recv(3) == b"OK "
+            client.sendall(b"\0AUTH EXTERNAL\r\nDATA\r\n")
+            return bool(client.recv(1))
         except OSError:
             return False
 
