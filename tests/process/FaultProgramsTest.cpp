@@ -15,6 +15,7 @@
 
 #include "process/ChildProcess.h"
 #include "process/PrivateBus.h"
+#include "support/fixedTexts.h"
 #include "velp/bus/Participant.h"
 #include "velp/message/SystemMessage.h"
 #include "velpmsg/VelpMsgSender.h"
@@ -118,7 +119,8 @@ TEST_F(FaultPrograms, LetNoTextForgeALine) {
   const std::string forged =
       "x\n2026-01-01T00:00:00.000Z Other code=1\r\x1b[2J" + std::string("\0\xff", 2) + "\\ end";
 
-  ASSERT_TRUE(VelpBusProxy::getInstance()->sendTo(texts::faultManagement, SystemMessage(forged, 10)));
+  ASSERT_TRUE(
+      VelpBusProxy::getInstance()->sendTo(texts::faultManagement, SystemMessage(forged, 10)));
   ASSERT_TRUE(service.waitForLine("end"));
   EXPECT_TRUE(sendFault("a\nb"));
   ASSERT_TRUE(service.waitForLine("a\\x0ab"));
@@ -135,7 +137,8 @@ void sendMany(const std::string& address, int number, int count) {
   sender.connect("Sender" + std::to_string(number), address);
   for (int i = 0; i < count; ++i) {
     const std::string text = std::to_string(i) + ' ' + std::string(300, 'x') + " end";
-    while (!sender.sendTo(texts::faultManagement, SystemMessage(text, 10))) std::this_thread::yield();
+    while (!sender.sendTo(texts::faultManagement, SystemMessage(text, 10)))
+      std::this_thread::yield();
   }
 }
 

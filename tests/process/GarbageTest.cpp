@@ -6,12 +6,12 @@
 #include "process/ChildProcess.h"
 #include "process/NumberedService.h"
 #include "process/PrivateBus.h"
+#include "support/fixedTexts.h"
 
 namespace velp::test {
 namespace {
 
-constexpr const char* reportStart =
-    filled(texts::busWarning, "dropped the connection of a stranger ");
+const std::string reportStart = filled(texts::busWarning, "dropped the connection of a stranger ");
 
 TEST(Garbage, IsDroppedAndReportedWhileHonestTrafficGoesOn) {
   const PrivateBus bus;

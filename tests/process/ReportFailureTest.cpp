@@ -11,6 +11,7 @@
 
 #include "process/ReportFixture.h"
 #include "support/Recorder.h"
+#include "support/fixedTexts.h"
 #include "velp/bus/VelpBusProxy.h"
 
 namespace velp::test {

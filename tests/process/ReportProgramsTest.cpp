@@ -18,6 +18,7 @@
 #include <vector>
 
 #include "process/ReportFixture.h"
+#include "support/fixedTexts.h"
 #include "velpmsg/VelpMsgHandler.h"
 #include "velpmsg/VelpMsgSender.h"
 
@@ -148,11 +149,9 @@ TEST_F(ReportPrograms, NameTheStepsInTheirOrder) {
   for (const auto& [percent, text] : progressIn(err)) {
     if (texts.empty() || texts.back() != text) texts.push_back(text);
   }
-  EXPECT_THAT(
-      texts,
-      ElementsAre(texts::steps[29], texts::steps[19],
-                  texts::steps[26], "Packing only.log", texts::steps[16],
-                  texts::steps[17], texts::steps[28]));
+  EXPECT_THAT(texts,
+              ElementsAre(texts::steps[29], texts::steps[19], texts::steps[26], "Packing only.log",
+                          texts::steps[16], texts::steps[17], texts::steps[28]));
 }
 
 TEST_F(ReportPrograms, FillTheTimeWithTicksThatDoNotOutrunTrueProgress) {
