@@ -10,6 +10,7 @@
 #include <csignal>
 
 #include "support/LogCapture.h"
+#include "support/fixedTexts.h"
 #include "unit/codecs/rmDataSamples.h"
 
 namespace {
@@ -44,7 +45,7 @@ TEST(RmData, BecomesARequestOfItsMessageIDWithDefaultsOtherwise) {
 
   EXPECT_EQ(request.getMsgID(), 3u);
   EXPECT_EQ(request.getKind(), 0xF000u);
-  EXPECT_EQ(request.getText(), "NotSet");
+  EXPECT_EQ(request.getText(), velp::test::texts::notSet);
   const unsigned char payload[] = {1, 0, 0};
   EXPECT_EQ(request, VelpClientMessageRequest(VelpClientMessageBase::MSG_REMOVE_DATA, payload, 3));
 }
@@ -61,7 +62,7 @@ TEST(RmData, OfMode0IsLoggedOnce) {
 
   rmData(0).getRequest();
 
-  EXPECT_EQ(capture.text(), "[INFO] VelH::getRequest() request: mode=all\n");
+  EXPECT_EQ(capture.text(), std::string(velp::test::texts::removeAll) + "\n");
 }
 
 TEST(RmData, OfOtherModesIsNotLogged) {

@@ -35,7 +35,7 @@ TEST_F(HandlerFailure, WithoutAThreadTheHandlerEndsAllTheSame) {
 
   sut->stop();
 
-  EXPECT_THAT(capture.lines(), ElementsAre(stopLine, stoppedLine));
+  EXPECT_THAT(capture.lines(), ElementsAre(texts::handlerStops, texts::handlerStopped));
 }
 
 TEST_F(HandlerFailure, WaitThatFailsThrowsTheDestroyText) {
@@ -43,7 +43,8 @@ TEST_F(HandlerFailure, WaitThatFailsThrowsTheDestroyText) {
   HandlerInside::setRunning(*sut);
   const FailingCall failing(PosixCall::condWait, EPERM);
 
-  EXPECT_EQ(thrownBy([this] { sut->threadCode(); }), errorText(EPERM, "cannot destroy condition"));
+  EXPECT_EQ(thrownBy([this] { sut->threadCode(); }),
+            errorText(EPERM, texts::conditionNotDestroyed));
 
   leaveByHand();
 }
@@ -52,7 +53,7 @@ TEST_F(HandlerFailure, ConditionThatCannotBeMadeLeavesNoHandlerBehind) {
   const FailingCall failing(PosixCall::condInit, ENOMEM);
 
   EXPECT_EQ(thrownBy([] { VelpMsgHandler handler(0); }),
-            errorText(ENOMEM, "cannot create condition"));
+            errorText(ENOMEM, texts::conditionNotCreated));
 
   EXPECT_THAT(registrations().all(), IsEmpty());
 }
@@ -61,11 +62,11 @@ TEST_F(HandlerFailure, WaitForTheBusThatFailsLeavesNoWorkerBehind) {
   const FailingCall failing(PosixCall::condWait, EPERM);
 
   EXPECT_EQ(thrownBy([this] { sut = std::make_unique<VelpMsgHandler>(2); }),
-            errorText(EPERM, "cannot destroy condition"));
+            errorText(EPERM, texts::conditionNotDestroyed));
 
   EXPECT_THAT(registrations().all(),
               ElementsAre("setRxFilter f000 f001", "setCallBack", "removeCallBack"));
-  EXPECT_EQ(capture.count(stopLine), 0u);
+  EXPECT_EQ(capture.count(texts::handlerStops), 0u);
 }
 
 TEST_F(HandlerFailure, JoinThatFailsIsNotExamined) {
@@ -76,7 +77,8 @@ TEST_F(HandlerFailure, JoinThatFailsIsNotExamined) {
 
   threadCalls().joinResult = 0;
   EXPECT_FALSE(HandlerInside::hasHandle(*sut));
-  EXPECT_THAT(capture.lines(), ElementsAre(waitLine, stopLine, wokenToEndLine, stoppedLine));
+  EXPECT_THAT(capture.lines(), ElementsAre(texts::workerWaits, texts::handlerStops, wokenToEndLine,
+                                           texts::handlerStopped));
 }
 
 TEST_F(HandlerFailure, ExceptionOfARequestCallbackLeavesTheWorkersBodyWithTheLockFree) {
@@ -118,7 +120,8 @@ TEST_F(HandlerFailureDeathTest, WaitOfTheWorkerThatFailsEndsTheProcessWithTheDes
         giveRequest(eventList);
         EXPECT_TRUE(served.waitFor()) << "never served";
       },
-      "exception left thread velp-worker: cannot destroy condition");
+      testing::HasSubstr(std::string("exception left thread ") + texts::workerThread + ": " +
+                         texts::conditionNotDestroyed));
 }
 
 TEST_F(HandlerFailureDeathTest, ConditionThatCannotBeDestroyedEndsTheProcessWithItsText) {
@@ -129,7 +132,7 @@ TEST_F(HandlerFailureDeathTest, ConditionThatCannotBeDestroyedEndsTheProcessWith
         const FailingCall failing(PosixCall::condDestroy, EBUSY);
         sut.reset();
       },
-      "cannot destroy condition");
+      texts::conditionNotDestroyed);
 }
 
 }  // namespace

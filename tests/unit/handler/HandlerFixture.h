@@ -13,6 +13,7 @@
 #include "HandlerInside.h"
 #include "support/Latch.h"
 #include "support/LogCapture.h"
+#include "support/fixedTexts.h"
 #include "unit/sender/Peer.h"
 #include "velp/bus/VelpBusProxy.h"
 #include "velp/message/SystemMessage.h"
@@ -28,8 +29,6 @@ using velpMsgID_t = VelpClientMessageBase::velpMsgID_t;
 constexpr auto eventList = VelpClientMessageBase::MSG_GET_EVENT_LIST;
 constexpr auto removeData = VelpClientMessageBase::MSG_REMOVE_DATA;
 constexpr auto otherID = static_cast<velpMsgID_t>(60);
-
-constexpr const char* waitLine = "[DEBUG] VelH::threadCode() threadCode: wait";
 
 struct JoinedReport : VelpBusProxyCallback {
   void velpBusProxyCb(const MessageBase*, const std::string&, const std::string&) override {}
@@ -56,7 +55,7 @@ class HandlerFixture : public testing::Test {
   /// Makes the handler and waits until its worker is on the bus and idle.
   void makeIdle() {
     sut = std::make_unique<VelpMsgHandler>(2);
-    EXPECT_TRUE(capture.waitForLine(waitLine));
+    EXPECT_TRUE(capture.waitForLine(texts::workerWaits));
   }
   /// Makes the handler without a worker: what it is given stays in its queues.
   void makeStopped(unsigned int traceLevel) {

@@ -13,10 +13,7 @@
 
 namespace velp::test {
 
-constexpr const char* stopLine = "[DEBUG] VelH::stop() stop";
-constexpr const char* stoppedLine = "[DEBUG] VelH::stop() done ";
-constexpr const char* wokenToEndLine =
-    "[DEBUG] VelH::threadCode() threadCode: done wait, running=0, reqsize=0, ressize=0";
+const std::string wokenToEndLine = filled(texts::workerWoken, 0, 0, 0);
 
 /// What VelException says with `code` and `text`.
 inline std::string errorText(int code, const char* text) {

@@ -65,7 +65,8 @@ TEST_F(Lifecycle, StopWritesWhatItDoesAtLevelTwo) {
 
   sut->stop();
 
-  EXPECT_THAT(capture.lines(), ElementsAre(waitLine, stopLine, wokenToEndLine, stoppedLine));
+  EXPECT_THAT(capture.lines(), ElementsAre(texts::workerWaits, texts::handlerStops, wokenToEndLine,
+                                           texts::handlerStopped));
   EXPECT_FALSE(HandlerInside::hasHandle(*sut));
 }
 
@@ -116,7 +117,8 @@ TEST_F(Lifecycle, DestructorStopsAndWritesNoLineOfItsOwn) {
 
   sut.reset();
 
-  EXPECT_THAT(capture.lines(), ElementsAre(waitLine, stopLine, wokenToEndLine, stoppedLine));
+  EXPECT_THAT(capture.lines(), ElementsAre(texts::workerWaits, texts::handlerStops, wokenToEndLine,
+                                           texts::handlerStopped));
   EXPECT_EQ(registrations().all().back(), "removeCallBack");
 }
 

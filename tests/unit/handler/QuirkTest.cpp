@@ -15,12 +15,12 @@ using testing::ElementsAre;
 
 using HandlerQuirk = Lifecycle;
 
-const std::string signalText = errorText(EINVAL, "cannot signal condition");
+const std::string signalText = errorText(EINVAL, texts::conditionNotSignalled);
 
 TEST_F(HandlerQuirk, WorkerLinesNameTheFunctionTwice) {
   makeIdle();
 
-  EXPECT_EQ(capture.text(), "[DEBUG] VelH::threadCode() threadCode: wait\n");
+  EXPECT_EQ(capture.text(), std::string(texts::workerWaits) + "\n");
 }
 
 TEST_F(HandlerQuirk, ResponseWithoutACallbackIsDoneToo) {
@@ -31,16 +31,14 @@ TEST_F(HandlerQuirk, ResponseWithoutACallbackIsDoneToo) {
   capture.clear();
 
   sut->run();
-  ASSERT_TRUE(capture.waitForLine(waitLine));
+  ASSERT_TRUE(capture.waitForLine(texts::workerWaits));
 
-  EXPECT_THAT(
-      capture.lines(),
-      ElementsAre("[DEBUG] VelH::threadCode() threadCode: response callback done", waitLine));
+  EXPECT_THAT(capture.lines(), ElementsAre(texts::responseDone, texts::workerWaits));
   EXPECT_EQ(received.count(), 0u);
 }
 
 TEST_F(HandlerQuirk, QueuedResponsesAreTracedFromLevelTwo) {
-  constexpr const char* line = "[DEBUG] VelH::velpBusProxyCb() queue response from \"Client\"";
+  const std::string line = filled(texts::responseQueued, "Client");
   for (const unsigned int level : {0u, 1u, 2u}) {
     makeStopped(level);
     receive(eventList);
@@ -57,7 +55,7 @@ TEST_F(HandlerQuirk, BusWarningsAreLoggedWithoutTheirCode) {
 
   sut->velpBusProxyStatusCb(VelpBusProxyCallback::STATUS_WARNING, 5, "x");
 
-  EXPECT_THAT(capture.lines(), ElementsAre("[WARNING] VelH::velpBusProxyStatusCb() x"));
+  EXPECT_THAT(capture.lines(), ElementsAre(filled(texts::busWarning, "x")));
 }
 
 TEST_F(HandlerQuirk, FailedSignalLeavesTheMutexLocked) {
@@ -119,12 +117,10 @@ TEST_F(HandlerQuirk, SpuriousWakeUpServesNothingAndWaitsAnew) {
     MutexLocker locker(HandlerInside::mutexOf(*sut));
     HandlerInside::conditionOf(*sut).signal();
   }
-  ASSERT_TRUE(capture.waitForLine(waitLine));
+  ASSERT_TRUE(capture.waitForLine(texts::workerWaits));
 
   EXPECT_THAT(capture.lines(),
-              ElementsAre("[DEBUG] VelH::threadCode() threadCode: done wait, running=1, "
-                          "reqsize=0, ressize=0",
-                          waitLine));
+              ElementsAre(filled(texts::workerWoken, 1, 0, 0), texts::workerWaits));
 }
 
 }  // namespace

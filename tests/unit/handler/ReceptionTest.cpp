@@ -102,8 +102,8 @@ TEST_F(Reception, TracesAnAcceptedRequestFromLevelOne) {
     giveRequest(eventList);
 
     EXPECT_THAT(capture.lines(),
-                ElementsAre("[DEBUG] VelH::setRequestStateNoLock() getEventList(50): BUSY",
-                            "[DEBUG] VelH::velpBusProxyCb() queue request from \"Client\""));
+                ElementsAre(filled(texts::stateSet, "getEventList(50)", texts::states[BUSY]),
+                            filled(texts::requestQueued, "Client")));
   }
 }
 
@@ -113,7 +113,7 @@ TEST_F(Reception, RefusesABusyIDWithCode7) {
 
   isRefused(BUSY, Response::ERROR_BUSY);
 
-  EXPECT_THAT(capture.lines(), ElementsAre("[DEBUG] VelH::velpBusProxyCb() request busy"));
+  EXPECT_THAT(capture.lines(), ElementsAre(texts::requestBusy));
 }
 
 TEST_F(Reception, RefusesEveryOtherStateWithCode1) {
@@ -122,8 +122,7 @@ TEST_F(Reception, RefusesEveryOtherStateWithCode1) {
 
   for (const requestState_t state : {NOT_AVAILABLE, INVALID, requestState_t(4)}) {
     isRefused(state, Response::ERROR_NOT_AVAILABLE);
-    EXPECT_THAT(capture.lines(),
-                ElementsAre("[DEBUG] VelH::velpBusProxyCb() request not available"));
+    EXPECT_THAT(capture.lines(), ElementsAre(texts::requestNotAvailable));
   }
 }
 
@@ -135,7 +134,7 @@ TEST_F(Reception, RefusesAnUnknownIDWithCode1) {
   const Response refusal = answer();
   EXPECT_EQ(refusal.getErrorCode(), Response::ERROR_NOT_AVAILABLE);
   EXPECT_EQ(refusal.getAnsweredID(), otherID);
-  EXPECT_THAT(capture.lines(), ElementsAre("[DEBUG] VelH::velpBusProxyCb() request not available"));
+  EXPECT_THAT(capture.lines(), ElementsAre(texts::requestNotAvailable));
   EXPECT_EQ(HandlerInside::requestIDsOf(*sut), 0u);
 }
 
@@ -168,15 +167,13 @@ TEST_F(Reception, TracesRefusalsAndIgnoredResponsesAtLevelTwoAsAtLevelOne) {
   serve(eventList);
 
   isRefused(BUSY, Response::ERROR_BUSY);
-  EXPECT_THAT(capture.lines(), ElementsAre("[DEBUG] VelH::velpBusProxyCb() request busy"));
+  EXPECT_THAT(capture.lines(), ElementsAre(texts::requestBusy));
   isRefused(INVALID, Response::ERROR_NOT_AVAILABLE);
-  EXPECT_THAT(capture.lines(), ElementsAre("[DEBUG] VelH::velpBusProxyCb() request not available"));
+  EXPECT_THAT(capture.lines(), ElementsAre(texts::requestNotAvailable));
   capture.clear();
   giveResponse(otherID);
-  EXPECT_THAT(
-      capture.lines(),
-      ElementsAre(
-          "[DEBUG] VelH::velpBusProxyCb() response ignored id unknown(60) from \"Client\""));
+  EXPECT_THAT(capture.lines(),
+              ElementsAre(filled(texts::responseDropped, "unknown(60)", "Client")));
 }
 
 TEST_F(Reception, SendsRefusalsWithoutItsLock) {
@@ -246,8 +243,7 @@ TEST_F(Reception, IgnoresAResponseOfAnUnknownID) {
 
   EXPECT_EQ(HandlerInside::responsesIn(*sut), 0u);
   EXPECT_THAT(capture.lines(),
-              ElementsAre("[DEBUG] VelH::velpBusProxyCb() response ignored id getEventList(50) "
-                          "from \"Client\""));
+              ElementsAre(filled(texts::responseDropped, "getEventList(50)", "Client")));
 }
 
 TEST_F(Reception, IgnoresAResponseOfAnUnknownIDInSilenceAtLevelZero) {
@@ -320,9 +316,8 @@ TEST_F(Reception, WritesBusReportsAtEveryLevel) {
     sut->velpBusProxyStatusCb(VelpBusProxyCallback::STATUS_ERROR, -7, "off");
 
     EXPECT_THAT(capture.lines(),
-                ElementsAre("[INFO] VelH::velpBusProxyStatusCb() info: code=5, info=on the bus",
-                            "[WARNING] VelH::velpBusProxyStatusCb() odd",
-                            "[ERROR] VelH::velpBusProxyStatusCb() error: code=-7, info=off"));
+                ElementsAre(filled(texts::busInformation, 5, "on the bus"),
+                            filled(texts::busWarning, "odd"), filled(texts::busError, -7, "off")));
   }
 }
 

@@ -10,8 +10,7 @@ namespace {
 
 using testing::ElementsAre;
 
-constexpr const char* notFound =
-    "[WARNING] VelH::setRequestStateNoLock() msgID getEventList(50) not found";
+const std::string notFound = filled(texts::idNotFound, "getEventList(50)");
 
 class Registration : public HandlerFixture {
  protected:
@@ -190,7 +189,7 @@ TEST_F(Registration, SetsAndReadsTheStateUnderTheCallersLock) {
 
   EXPECT_EQ(stateNoLock(eventList), BUSY);
   EXPECT_THAT(capture.lines(),
-              ElementsAre("[DEBUG] VelH::setRequestStateNoLock() getEventList(50): BUSY"));
+              ElementsAre(filled(texts::stateSet, "getEventList(50)", texts::states[BUSY])));
 }
 
 TEST_F(Registration, SetsTheStateInSilenceAtLevelZero) {
@@ -220,7 +219,7 @@ TEST_F(Registration, TracesBeforeItWarnsFromLevelOne) {
 
     EXPECT_THAT(
         capture.lines(),
-        ElementsAre("[DEBUG] VelH::setRequestStateNoLock() getEventList(50): BUSY", notFound));
+        ElementsAre(filled(texts::stateSet, "getEventList(50)", texts::states[BUSY]), notFound));
   }
 }
 

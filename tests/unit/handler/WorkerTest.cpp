@@ -19,14 +19,8 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 
 // The line of each step at trace level 2.
-constexpr const char* requestQueuedLine =
-    "[DEBUG] VelH::velpBusProxyCb() queue request from \"Client\"";
-constexpr const char* responseQueuedLine =
-    "[DEBUG] VelH::velpBusProxyCb() queue response from \"Client\"";
-constexpr const char* requestLine = "[DEBUG] VelH::threadCode() threadCode: request callback";
-constexpr const char* responseLine = "[DEBUG] VelH::threadCode() threadCode: response callback";
-constexpr const char* responseDoneLine =
-    "[DEBUG] VelH::threadCode() threadCode: response callback done";
+const std::string requestQueuedLine = filled(texts::requestQueued, "Client");
+const std::string responseQueuedLine = filled(texts::responseQueued, "Client");
 
 class Worker : public HandlerFixture {
  protected:
@@ -65,7 +59,7 @@ TEST_F(Worker, WritesThatItWaitsOnceAndThenNothing) {
 
   EXPECT_EQ(sut->getRequestState(eventList), NOT_AVAILABLE);
 
-  EXPECT_THAT(capture.lines(), ElementsAre(waitLine));
+  EXPECT_THAT(capture.lines(), ElementsAre(texts::workerWaits));
 }
 
 TEST_F(Worker, IsOnTheBusWhenTheConstructorReturns) {
@@ -114,7 +108,7 @@ TEST_F(Worker, RunsCallbacksOnOneThreadOfItsOwn) {
   giveRequest(eventList);
 
   ASSERT_TRUE(served.waitFor());
-  EXPECT_STREQ(name.data(), "velp-worker");
+  EXPECT_STREQ(name.data(), texts::workerThread);
 }
 
 TEST_F(Worker, RunsCallbacksOneAtATime) {
@@ -165,7 +159,7 @@ TEST_F(Worker, StoresWhatTheCallbackReturnsAsTheState) {
 
     giveRequest(eventList);
 
-    EXPECT_TRUE(capture.waitForLine(waitLine, 2));
+    EXPECT_TRUE(capture.waitForLine(texts::workerWaits, 2));
     EXPECT_EQ(sut->getRequestState(eventList), result);
     sut.reset();
     capture.clear();
@@ -177,7 +171,7 @@ TEST_F(Worker, TakesTheNextRequestAfterACallbackThatReturnedAvailable) {
   serve(eventList);
 
   giveRequest(eventList);
-  EXPECT_TRUE(capture.waitForLine(waitLine, 2));
+  EXPECT_TRUE(capture.waitForLine(texts::workerWaits, 2));
   giveRequest(eventList);
 
   EXPECT_TRUE(served.waitFor(2));
@@ -187,7 +181,7 @@ TEST_F(Worker, RefusesRequestsAfterACallbackThatReturnedBusyUntilTheStateIsSet) 
   makeIdle();
   serve(eventList, BUSY);
   giveRequest(eventList);
-  EXPECT_TRUE(capture.waitForLine(waitLine, 2));
+  EXPECT_TRUE(capture.waitForLine(texts::workerWaits, 2));
 
   giveRequest(eventList);
   EXPECT_EQ(answer().getErrorCode(), Response::ERROR_BUSY);
@@ -203,17 +197,16 @@ TEST_F(Worker, WritesTheStoryOfARequestAtLevelTwo) {
   serve(eventList);
 
   giveRequest(eventList);
-  ASSERT_TRUE(capture.waitForLine(waitLine, 2));
+  ASSERT_TRUE(capture.waitForLine(texts::workerWaits, 2));
 
   EXPECT_THAT(
       capture.lines(),
-      ElementsAre(waitLine, "[DEBUG] VelH::setRequestStateNoLock() getEventList(50): BUSY",
-                  requestQueuedLine,
-                  "[DEBUG] VelH::threadCode() threadCode: done wait, running=1, reqsize=1, "
-                  "ressize=0",
-                  requestLine,
-                  "[DEBUG] VelH::threadCode() threadCode: request callback done, state=AVAILABLE",
-                  "[DEBUG] VelH::setRequestStateNoLock() getEventList(50): AVAILABLE", waitLine));
+      ElementsAre(texts::workerWaits,
+                  filled(texts::stateSet, "getEventList(50)", texts::states[BUSY]),
+                  requestQueuedLine, filled(texts::workerWoken, 1, 1, 0), texts::requestCallback,
+                  filled(texts::requestDone, texts::states[AVAILABLE]),
+                  filled(texts::stateSet, "getEventList(50)", texts::states[AVAILABLE]),
+                  texts::workerWaits));
 }
 
 TEST_F(Worker, WritesTheStoryOfAResponseAtLevelTwo) {
@@ -221,13 +214,12 @@ TEST_F(Worker, WritesTheStoryOfAResponseAtLevelTwo) {
   receive(eventList);
 
   giveResponse(eventList);
-  ASSERT_TRUE(capture.waitForLine(waitLine, 2));
+  ASSERT_TRUE(capture.waitForLine(texts::workerWaits, 2));
 
-  EXPECT_THAT(capture.lines(),
-              ElementsAre(waitLine, responseQueuedLine,
-                          "[DEBUG] VelH::threadCode() threadCode: done wait, running=1, "
-                          "reqsize=0, ressize=1",
-                          responseLine, responseDoneLine, waitLine));
+  EXPECT_THAT(
+      capture.lines(),
+      ElementsAre(texts::workerWaits, responseQueuedLine, filled(texts::workerWoken, 1, 0, 1),
+                  texts::responseCallback, texts::responseDone, texts::workerWaits));
 }
 
 TEST_F(Worker, WritesOfARequestOnlyItsStatesAndItsQueueingAtLevelOne) {
@@ -241,10 +233,10 @@ TEST_F(Worker, WritesOfARequestOnlyItsStatesAndItsQueueingAtLevelOne) {
   ASSERT_TRUE(received.waitFor());
   sut->stop();
 
-  EXPECT_THAT(
-      capture.lines(),
-      ElementsAre("[DEBUG] VelH::setRequestStateNoLock() getEventList(50): BUSY", requestQueuedLine,
-                  "[DEBUG] VelH::setRequestStateNoLock() getEventList(50): AVAILABLE"));
+  EXPECT_THAT(capture.lines(),
+              ElementsAre(filled(texts::stateSet, "getEventList(50)", texts::states[BUSY]),
+                          requestQueuedLine,
+                          filled(texts::stateSet, "getEventList(50)", texts::states[AVAILABLE])));
 }
 
 TEST_F(Worker, ServesInSilenceAtLevelZero) {
@@ -350,15 +342,12 @@ TEST_F(Worker, FindsARequestNotAvailableWhoseRegistrationIsGone) {
   capture.clear();
 
   sut->run();
-  ASSERT_TRUE(capture.waitForLine(waitLine));
+  ASSERT_TRUE(capture.waitForLine(texts::workerWaits));
 
-  EXPECT_THAT(
-      capture.lines(),
-      ElementsAre("[DEBUG] VelH::threadCode() threadCode: request callback done, "
-                  "state=NOT_AVAILABLE",
-                  "[DEBUG] VelH::setRequestStateNoLock() getEventList(50): NOT_AVAILABLE",
-                  "[WARNING] VelH::setRequestStateNoLock() msgID getEventList(50) not found",
-                  waitLine));
+  EXPECT_THAT(capture.lines(),
+              ElementsAre(filled(texts::requestDone, texts::states[NOT_AVAILABLE]),
+                          filled(texts::stateSet, "getEventList(50)", texts::states[NOT_AVAILABLE]),
+                          filled(texts::idNotFound, "getEventList(50)"), texts::workerWaits));
   EXPECT_EQ(served.count(), 0u);
 }
 
@@ -388,9 +377,9 @@ TEST_F(Worker, CallsTheRegisteredCallbacksThemselvesAndNoCopies) {
 
   for (std::size_t round = 1; round <= 2; ++round) {
     giveRequest(eventList);
-    ASSERT_TRUE(capture.waitForLine(waitLine, 2 * round));
+    ASSERT_TRUE(capture.waitForLine(texts::workerWaits, 2 * round));
     giveResponse(eventList);
-    ASSERT_TRUE(capture.waitForLine(waitLine, 2 * round + 1));
+    ASSERT_TRUE(capture.waitForLine(texts::workerWaits, 2 * round + 1));
   }
 
   EXPECT_EQ(requests, 2);
@@ -411,7 +400,8 @@ TEST_F(WorkerDeathTest, ExceptionOfACallbackEndsTheProcessWithItsText) {
         giveRequest(eventList);
         EXPECT_TRUE(served.waitFor()) << "never served";
       },
-      "\\[ERROR\\] Thread::startWrapper\\(\\) exception left thread velp-worker: out of order");
+      testing::HasSubstr(std::string("[ERROR] Thread::startWrapper() exception left thread ") +
+                         texts::workerThread + ": out of order"));
 }
 
 }  // namespace

@@ -7,9 +7,12 @@
 #include <sstream>
 #include <string>
 
+#include "support/fixedTexts.h"
 #include "velpmsg/VelpMsgHandler.h"
 
 namespace {
+
+namespace texts = velp::test::texts;
 
 std::string written(requestState_t state) {
   std::ostringstream os;
@@ -26,10 +29,10 @@ TEST(RequestState, HasTheFourAgreedValues) {
 }
 
 TEST(RequestState, IsWrittenByName) {
-  EXPECT_EQ(written(requestState_t(0)), "NOT_AVAILABLE");
-  EXPECT_EQ(written(requestState_t(1)), "AVAILABLE");
-  EXPECT_EQ(written(requestState_t(2)), "BUSY");
-  EXPECT_EQ(written(requestState_t(3)), "INVALID");
+  EXPECT_EQ(written(requestState_t(0)), texts::states[NOT_AVAILABLE]);
+  EXPECT_EQ(written(requestState_t(1)), texts::states[AVAILABLE]);
+  EXPECT_EQ(written(requestState_t(2)), texts::states[BUSY]);
+  EXPECT_EQ(written(requestState_t(3)), texts::states[INVALID]);
 }
 
 TEST(RequestState, IsWrittenAsANumberWhenItHasNoName) {
@@ -42,7 +45,7 @@ TEST(RequestState, IsWrittenWithoutFillCharacters) {
 
   os << std::setw(20) << std::setfill('*') << BUSY;
 
-  EXPECT_EQ(os.str(), "BUSY");
+  EXPECT_EQ(os.str(), texts::states[BUSY]);
 }
 
 TEST(RequestState, ReturnsTheStreamItIsWrittenTo) {

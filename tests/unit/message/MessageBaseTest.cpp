@@ -8,9 +8,13 @@
 #include <sstream>
 #include <type_traits>
 
+#include "support/fixedTexts.h"
 #include "unit/message/samples.h"
 
 namespace {
+
+namespace texts = velp::test::texts;
+using velp::test::filled;
 
 using Request = VelpClientMessageRequest;
 
@@ -91,15 +95,17 @@ TEST(MessageBase, HasNoLastChannelInARouteOfOneByte) {
 
 TEST(MessageBase, TellsContextAndChannelsOnlyWhenTheyAreSet) {
   Request sut = makeRequest();
-  EXPECT_EQ(sut.toString(), "{request, id removeData(3), text \"NotSet\", payload 0 bytes}");
+  EXPECT_EQ(sut.toString(),
+            filled("{request, id removeData(3), text \"{}\", payload 0 bytes}", texts::notSet));
 
   sut.setContext(7);
   sut.setSourceChannel("gw");
   sut.cascadeChannel(5);
 
   EXPECT_EQ(sut.toString(),
-            "{request, context 7, channel \"gw\", last channel 5, id removeData(3), "
-            "text \"NotSet\", payload 0 bytes}");
+            filled("{request, context 7, channel \"gw\", last channel 5, id removeData(3), "
+                   "text \"{}\", payload 0 bytes}",
+                   texts::notSet));
 }
 
 TEST(MessageBase, EscapesTheChannelName) {

@@ -5,7 +5,11 @@
 
 #include <gtest/gtest.h>
 
+#include "support/fixedTexts.h"
+
 namespace {
+
+namespace texts = velp::test::texts;
 
 using Client = VelpClientMessageBase;
 using Request = VelpClientMessageRequest;
@@ -19,7 +23,7 @@ TEST(Request, CopiesTheBytesItIsMadeFrom) {
 
   EXPECT_EQ(sut.getPayload(), (Bytes{1, 2, 3}));
   EXPECT_EQ(sut.getMsgID(), 3u);
-  EXPECT_EQ(sut.getText(), "NotSet");
+  EXPECT_EQ(sut.getText(), texts::notSet);
 }
 
 TEST(Request, HasNoPayloadWithoutBytesOrWithoutLength) {
@@ -48,7 +52,7 @@ TEST(Request, IsIndependentOfItsCopy) {
   sut.setText("bob");
 
   EXPECT_EQ(original.getPayload(), Bytes{1});
-  EXPECT_EQ(original.getText(), "NotSet");
+  EXPECT_EQ(original.getText(), texts::notSet);
 }
 
 TEST(Request, DiffersInIDPayloadOrText) {

@@ -7,7 +7,12 @@
 
 #include <sstream>
 
+#include "support/fixedTexts.h"
+
 namespace {
+
+namespace texts = velp::test::texts;
+using velp::test::filled;
 
 using Client = VelpClientMessageBase;
 using Response = VelpClientMessageResponse;
@@ -44,7 +49,7 @@ TEST(Response, StartsWithFlagZeroAnEmptyPayloadAndNoText) {
 
   EXPECT_EQ(sut.getFlag(), 0);
   EXPECT_TRUE(sut.getPayload().empty());
-  EXPECT_EQ(sut.getText(), "NotSet");
+  EXPECT_EQ(sut.getText(), texts::notSet);
 }
 
 TEST(Response, MadeToBeFilledAnswersNothingYet) {
@@ -94,9 +99,9 @@ TEST(Response, IsWrittenWithWhatItAnswers) {
 
   os << sut;
 
-  EXPECT_EQ(os.str(),
-            "{response, id unset(255), text \"NotSet\", payload 1 byte: 0f, "
-            "answers getEventList(50), status OK, flag 1}");
+  EXPECT_EQ(os.str(), filled("{response, id unset(255), text \"{}\", payload 1 byte: 0f, "
+                             "answers getEventList(50), status OK, flag 1}",
+                             texts::notSet));
 }
 
 TEST(Response, IsWrittenEvenWithValuesThatHaveNoName) {

@@ -12,6 +12,7 @@
 
 #include "support/Latch.h"
 #include "support/LogCapture.h"
+#include "support/fixedTexts.h"
 #include "unit/sender/Peer.h"
 #include "velp/bus/VelpBusProxy.h"
 #include "velp/message/SystemMessage.h"

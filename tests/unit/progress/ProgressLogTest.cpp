@@ -34,7 +34,7 @@ TEST_F(ProgressLog, OfANewHandlerIsOff) {
 }
 
 TEST_F(ProgressLog, StartWritesItsEntryLineOnceAtLevelOneAndTwiceFromLevelTwo) {
-  const std::string line = "[DEBUG] PHR::start() ";
+  const std::string line = texts::progressStart;
   const auto call = [this] {
     sut.stop();
     start();
@@ -42,22 +42,22 @@ TEST_F(ProgressLog, StartWritesItsEntryLineOnceAtLevelOneAndTwiceFromLevelTwo) {
 
   EXPECT_THAT(linesOf(0, call), IsEmpty());
   EXPECT_THAT(linesOf(1, call), ElementsAre(line));
-  EXPECT_THAT(linesOf(2, call), ElementsAre("[DEBUG] PHR::stop() ", line, line));
-  EXPECT_THAT(linesOf(3, call), ElementsAre("[DEBUG] PHR::stop() ", line, line));
+  EXPECT_THAT(linesOf(2, call), ElementsAre(texts::progressStop, line, line));
+  EXPECT_THAT(linesOf(3, call), ElementsAre(texts::progressStop, line, line));
 }
 
 TEST_F(ProgressLog, StartOfAnActiveHandlerWritesAnErrorAtEveryLevel) {
-  const std::string error = "[ERROR] PHR::start() Still active. return";
+  const std::string error = texts::stillActive;
   const auto call = [this] { EXPECT_EQ(start(), -1); };
 
   EXPECT_THAT(linesWhenActive(0, call), ElementsAre(error));
   EXPECT_THAT(linesWhenActive(1, call), ElementsAre(error));
-  EXPECT_THAT(linesWhenActive(2, call), ElementsAre("[DEBUG] PHR::start() ", error));
+  EXPECT_THAT(linesWhenActive(2, call), ElementsAre(texts::progressStart, error));
 }
 
 TEST_F(ProgressLog, TickWritesOneLineFromLevelOneAndNoEntryLine) {
   const std::string line =
-      "[DEBUG] PHR::sendProcessing() Requester getEventList(50): 15% Info:Copy data";
+      filled(texts::progressTick, "Requester", "getEventList(50)", 15, texts::steps[4]);
   const auto call = [this] { tick(); };
 
   EXPECT_THAT(linesWhenActive(0, call), IsEmpty());
@@ -66,44 +66,44 @@ TEST_F(ProgressLog, TickWritesOneLineFromLevelOneAndNoEntryLine) {
 }
 
 TEST_F(ProgressLog, UpdateWritesTargetAndStepFromLevelOne) {
-  const std::string line = "[DEBUG] PHR::update() Send to:Requester Info:Sync file system done";
+  const std::string line = filled(texts::updateSent, "Requester", texts::steps[17]);
   const auto call = [this] { EXPECT_EQ(sut.update(50, 90, 17), 0); };
 
   EXPECT_THAT(linesWhenActive(0, call), IsEmpty());
   EXPECT_THAT(linesWhenActive(1, call), ElementsAre(line));
-  EXPECT_THAT(linesWhenActive(2, call), ElementsAre("[DEBUG] PHR::update() ", line));
+  EXPECT_THAT(linesWhenActive(2, call), ElementsAre(texts::progressUpdate, line));
 }
 
 TEST_F(ProgressLog, UpdateWithATextWritesItFromLevelOne) {
-  const std::string line = "[DEBUG] PHR::update() Send to:Requester Info:Halfway";
+  const std::string line = filled(texts::updateSent, "Requester", "Halfway");
   const auto call = [this] { EXPECT_EQ(sut.update(50, 90, "Halfway"), 0); };
 
   EXPECT_THAT(linesWhenActive(0, call), IsEmpty());
   EXPECT_THAT(linesWhenActive(1, call), ElementsAre(line));
-  EXPECT_THAT(linesWhenActive(2, call), ElementsAre("[DEBUG] PHR::update() ", line));
+  EXPECT_THAT(linesWhenActive(2, call), ElementsAre(texts::progressUpdate, line));
 }
 
 TEST_F(ProgressLog, UpdateInfoWritesTargetAndStepFromLevelOne) {
-  const std::string line = "[DEBUG] PHR::updateInfo() Send to:Requester Info:No info";
+  const std::string line = filled(texts::infoSent, "Requester", texts::steps[0]);
   const auto call = [this] { EXPECT_EQ(sut.updateInfo(0), 0); };
 
   EXPECT_THAT(linesWhenActive(0, call), IsEmpty());
   EXPECT_THAT(linesWhenActive(1, call), ElementsAre(line));
-  EXPECT_THAT(linesWhenActive(2, call), ElementsAre("[DEBUG] PHR::updateInfo() ", line));
+  EXPECT_THAT(linesWhenActive(2, call), ElementsAre(texts::progressInfo, line));
 }
 
 TEST_F(ProgressLog, UpdateInfoWithATextWritesItFromLevelOne) {
-  const std::string line = "[DEBUG] PHR::updateInfo() Send to:Requester Info:Nearly there";
+  const std::string line = filled(texts::infoSent, "Requester", "Nearly there");
   const auto call = [this] { EXPECT_EQ(sut.updateInfo("Nearly there"), 0); };
 
   EXPECT_THAT(linesWhenActive(0, call), IsEmpty());
   EXPECT_THAT(linesWhenActive(1, call), ElementsAre(line));
-  EXPECT_THAT(linesWhenActive(2, call), ElementsAre("[DEBUG] PHR::updateInfo() ", line));
+  EXPECT_THAT(linesWhenActive(2, call), ElementsAre(texts::progressInfo, line));
 }
 
 TEST_F(ProgressLog, UpdatesOfAnInactiveHandlerWriteAnErrorAtEveryLevel) {
-  const std::string update = "[ERROR] PHR::update() Not active. return";
-  const std::string updateInfo = "[ERROR] PHR::updateInfo() Not active. return";
+  const std::string update = texts::updateNotActive;
+  const std::string updateInfo = texts::infoNotActive;
   const auto steps = [this] { EXPECT_EQ(sut.update(5, 9, 4) + sut.updateInfo(4), -2); };
   const auto texts = [this] { EXPECT_EQ(sut.update(5, 9, "text") + sut.updateInfo("text"), -2); };
 
@@ -114,10 +114,8 @@ TEST_F(ProgressLog, UpdatesOfAnInactiveHandlerWriteAnErrorAtEveryLevel) {
 }
 
 TEST_F(ProgressLog, UpdatesOfAnInactiveHandlerWriteTheirEntryLineFirstFromLevelTwo) {
-  const auto update =
-      ElementsAre("[DEBUG] PHR::update() ", "[ERROR] PHR::update() Not active. return");
-  const auto updateInfo =
-      ElementsAre("[DEBUG] PHR::updateInfo() ", "[ERROR] PHR::updateInfo() Not active. return");
+  const auto update = ElementsAre(texts::progressUpdate, texts::updateNotActive);
+  const auto updateInfo = ElementsAre(texts::progressInfo, texts::infoNotActive);
 
   EXPECT_THAT(linesOf(2, [this] { sut.update(5, 9, 4); }), update);
   EXPECT_THAT(linesOf(2, [this] { sut.update(5, 9, "text"); }), update);
@@ -130,8 +128,8 @@ TEST_F(ProgressLog, StopWritesItsEntryLineFromLevelTwo) {
 
   EXPECT_THAT(linesWhenActive(0, call), IsEmpty());
   EXPECT_THAT(linesWhenActive(1, call), IsEmpty());
-  EXPECT_THAT(linesWhenActive(2, call), ElementsAre("[DEBUG] PHR::stop() "));
-  EXPECT_THAT(linesOf(2, call), ElementsAre("[DEBUG] PHR::stop() "));
+  EXPECT_THAT(linesWhenActive(2, call), ElementsAre(texts::progressStop));
+  EXPECT_THAT(linesOf(2, call), ElementsAre(texts::progressStop));
 }
 
 TEST_F(ProgressLog, ShowsTheLastStepOfTheTableAndAnEmptyTextBehindIt) {
@@ -143,13 +141,12 @@ TEST_F(ProgressLog, ShowsTheLastStepOfTheTableAndAnEmptyTextBehindIt) {
     tick();
   });
 
-  const std::string begin = "[DEBUG] PHR::updateInfo() Send to:Requester Info:";
-  EXPECT_THAT(last, ElementsAre(begin + "Update completed successfully"));
+  const std::string begin = filled(texts::infoSent, "Requester", "");
+  EXPECT_THAT(last, ElementsAre(begin + texts::steps[33]));
   EXPECT_THAT(behind, ElementsAre(begin));
-  EXPECT_THAT(far, ElementsAre("[DEBUG] PHR::update() Send to:Requester Info:"));
-  EXPECT_THAT(
-      ticks,
-      ElementsAre(begin, "[DEBUG] PHR::sendProcessing() Requester getEventList(50): 15% Info:"));
+  EXPECT_THAT(far, ElementsAre(filled(texts::updateSent, "Requester", "")));
+  EXPECT_THAT(ticks, ElementsAre(begin, filled(texts::progressTick, "Requester", "getEventList(50)",
+                                               15, "")));
 }
 
 TEST_F(ProgressLog, TickShowsThePercentageAsANumber) {
@@ -158,10 +155,9 @@ TEST_F(ProgressLog, TickShowsThePercentageAsANumber) {
     tick();
   });
 
-  EXPECT_THAT(
-      lines,
-      ElementsAre("[DEBUG] PHR::update() Send to:Requester Info:A",
-                  "[DEBUG] PHR::sendProcessing() Requester getEventList(50): 70% Info:Copy data"));
+  EXPECT_THAT(lines, ElementsAre(filled(texts::updateSent, "Requester", "A"),
+                                 filled(texts::progressTick, "Requester", "getEventList(50)", 70,
+                                        texts::steps[4])));
 }
 
 TEST_F(ProgressLog, DestructionWritesNothingAtAnyLevel) {

@@ -126,7 +126,7 @@ TEST_F(ProgressStress, RequesterThatDoesNotReadStopsNeitherTicksNorOtherTimers) 
 
   awaitOtherTicks(50);
   EXPECT_TRUE(capture.waitForLine(
-      "[DEBUG] PHR::sendProcessing() Stuck getEventList(50): 90% Info:Copy data", 20));
+      filled(texts::progressTick, "Stuck", "getEventList(50)", 90, texts::steps[4]), 20));
   EXPECT_EQ(sut.update(50, 50, 5), 0);
   sut.stop();
   mayLeave.arrive();

@@ -5,48 +5,14 @@
 
 #include <gtest/gtest.h>
 
+#include <iterator>
 #include <string>
 #include <vector>
 
+#include "support/fixedTexts.h"
+
 namespace velp::test {
 namespace {
-
-const std::vector<std::string> agreedTexts = {
-    "No info",
-    "Delete files",
-    "Clean reference database",
-    "Clean no more needed configuration backups",
-    "Copy data",
-    "Check all system files in rdb",
-    "checkAllRdbEntriesOnSystem=OK",
-    "checkAllRdbEntriesOnSystem=NOK",
-    "checkAllRdbEntriesOnSystem",
-    "Check All RDB summaries",
-    "Check summaries=OK",
-    "Check summaries=NOK",
-    "Creating Offline dirs...",
-    "Copying all data...",
-    "Copy all files finished",
-    "Making additional Cfg files...",
-    "Syncing file system...",
-    "Sync file system done",
-    "Create LogReport",
-    "Init environment to process LogReport data",
-    "Copy system data to LogReport data",
-    "Copy fault memory content to LogReport",
-    "Copy Reference data base to LogReport",
-    "Write the system information to LogReport",
-    "Copy Configuration to LogReport",
-    "Unzipping Configuration...",
-    "Zip LogReport files",
-    "Cleanup",
-    "LogReport creation finished",
-    "Check given file/folder setup",
-    "Verification complete",
-    "Delete files complete",
-    "Make Offline Data Set Files",
-    "Update completed successfully",
-};
 
 TEST(StepTexts, AreThirtyFour) {
   EXPECT_EQ(stepTextCount, 34u);
@@ -54,12 +20,13 @@ TEST(StepTexts, AreThirtyFour) {
 }
 
 TEST(StepTexts, StandInTheAgreedOrderLetterByLetter) {
-  EXPECT_EQ(std::vector<std::string>(std::begin(stepTexts), std::end(stepTexts)), agreedTexts);
+  EXPECT_EQ(std::vector<std::string>(std::begin(stepTexts), std::end(stepTexts)),
+            std::vector<std::string>(std::begin(texts::steps), std::end(texts::steps)));
 }
 
 TEST(StepTexts, BeginWithNoInfoAndEndWithSuccess) {
-  EXPECT_STREQ(stepTexts[0], "No info");
-  EXPECT_STREQ(stepTexts[33], "Update completed successfully");
+  EXPECT_STREQ(stepTexts[0], texts::steps[0]);
+  EXPECT_STREQ(stepTexts[33], texts::steps[33]);
 }
 
 }  // namespace

@@ -21,8 +21,8 @@ using Progress = ProgressFixture;
 TEST(ProgressInfo, IsTheTableOfStepTexts) {
   EXPECT_EQ(sizeof VelpMsgProgressHandler::info / sizeof VelpMsgProgressHandler::info[0], 34u);
   EXPECT_THAT(VelpMsgProgressHandler::info, ElementsAreArray(stepTexts));
-  EXPECT_STREQ(VelpMsgProgressHandler::info[0], "No info");
-  EXPECT_STREQ(VelpMsgProgressHandler::info[33], "Update completed successfully");
+  EXPECT_STREQ(VelpMsgProgressHandler::info[0], texts::steps[0]);
+  EXPECT_STREQ(VelpMsgProgressHandler::info[33], texts::steps[33]);
 }
 
 TEST(ProgressInfo, IsNoSecondTable) {

@@ -8,6 +8,7 @@
 #include <string>
 
 #include "PosixFailures.h"
+#include "support/fixedTexts.h"
 #include "velp/runtime/Condition.h"
 #include "velp/runtime/MutexLocker.h"
 #include "velp/runtime/VelException.h"
@@ -15,16 +16,18 @@
 using velp::test::callsOf;
 using velp::test::FailingCall;
 using velp::test::PosixCall;
+namespace texts = velp::test::texts;
 
 namespace {
 
-void expectVelException(const std::function<void()>& action, int code, const std::string& text) {
+void expectVelException(const std::function<void()>& action, int code, const std::string& text,
+                        const std::string& reason) {
   try {
     action();
     ADD_FAILURE() << "nothing thrown";
   } catch (const VelException& error) {
     EXPECT_EQ(error.getErrorCode(), code);
-    EXPECT_EQ(error.what(), text);
+    EXPECT_EQ(error.what(), text + ": " + reason);
   }
 }
 
@@ -51,23 +54,23 @@ using ConditionQuirk = ConditionFailure;
 TEST_F(ConditionQuirk, FailedUntimedWaitReportsTheDestroyText) {
   const FailingCall failing(PosixCall::condWait, EINVAL);
 
-  expectVelException([this] { untimedWait(); }, EINVAL,
-                     "cannot destroy condition: Invalid argument (22)");
+  expectVelException([this] { untimedWait(); }, EINVAL, texts::conditionNotDestroyed,
+                     "Invalid argument (22)");
 }
 
 TEST_F(ConditionFailure, FailedTimedWaitThrowsItsText) {
   const FailingCall failing(PosixCall::condTimedwait, EPERM);
 
-  expectVelException([this] { (void)timedWait(); }, EPERM,
-                     "cannot wait for condition with timeout: Operation not permitted (1)");
+  expectVelException([this] { (void)timedWait(); }, EPERM, texts::conditionNotAwaited,
+                     "Operation not permitted (1)");
 }
 
 TEST_F(ConditionFailure, TimedWaitWithoutAClockThrowsAndDoesNotWait) {
   const unsigned int before = callsOf(PosixCall::condTimedwait);
   const FailingCall failing(PosixCall::clockGettime, EINVAL);
 
-  expectVelException([this] { (void)timedWait(); }, EINVAL,
-                     "cannot wait for condition with timeout: Invalid argument (22)");
+  expectVelException([this] { (void)timedWait(); }, EINVAL, texts::conditionNotAwaited,
+                     "Invalid argument (22)");
   EXPECT_EQ(callsOf(PosixCall::condTimedwait), before);
 }
 
@@ -81,8 +84,8 @@ TEST_F(ConditionFailure, GetTimeoutReturnsTheClocksErrorNumber) {
 TEST_F(ConditionFailure, FailedSignalThrowsItsText) {
   const FailingCall failing(PosixCall::condSignal, EINVAL);
 
-  expectVelException([this] { sut.signal(); }, EINVAL,
-                     "cannot signal condition: Invalid argument (22)");
+  expectVelException([this] { sut.signal(); }, EINVAL, texts::conditionNotSignalled,
+                     "Invalid argument (22)");
 }
 
 TEST_F(ConditionFailure, FailedWaitsLeaveNoWaiterCounted) {
@@ -102,20 +105,20 @@ TEST(Condition, DestructorThrowsWhenTheSystemRefuses) {
         const FailingCall failing(PosixCall::condDestroy, EBUSY);
         Condition sut;
       },
-      EBUSY, "cannot destroy condition: Device or resource busy (16)");
+      EBUSY, texts::conditionNotDestroyed, "Device or resource busy (16)");
 }
 
 TEST(Condition, RefusesAClockThatCannotBeWaitedOn) {
   expectVelException([] { Condition sut(CLOCK_THREAD_CPUTIME_ID); }, EINVAL,
-                     "cannot create condition: Invalid argument (22)");
+                     texts::conditionNotCreated, "Invalid argument (22)");
 }
 
 TEST(Condition, ConstructorThrowsWhateverStepTheSystemRefuses) {
-  const std::string text = "cannot create condition: Cannot allocate memory (12)";
   for (const PosixCall call :
        {PosixCall::condattrInit, PosixCall::condattrSetclock, PosixCall::condInit}) {
     const FailingCall failing(call, ENOMEM);
 
-    expectVelException([] { Condition sut; }, ENOMEM, text);
+    expectVelException([] { Condition sut; }, ENOMEM, texts::conditionNotCreated,
+                       "Cannot allocate memory (12)");
   }
 }

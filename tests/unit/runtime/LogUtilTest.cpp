@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "tests/support/LogCapture.h"
+#include "tests/support/fixedTexts.h"
 #include "velp/runtime/MutexLocker.h"
 
 using testing::ElementsAre;
@@ -106,15 +107,15 @@ TEST(LogUtil, EntryLineEndsBehindTheParentheses) {
 
   LogUtil::debug("VelS", "sendRequest");
 
-  EXPECT_EQ(capture.text(), "[DEBUG] VelS::sendRequest() \n");
+  EXPECT_EQ(capture.text(), std::string(velp::test::texts::plainRequest) + "\n");
 }
 
 TEST(LogUtil, JoinsThePartsOfTheText) {
   LogCapture capture;
 
-  LogUtil::info("VelS", "f", "Tx done(", true, ") id=", 50, ' ', std::string("end"));
+  LogUtil::info("VelS", "f", "done (", true, ") id=", 50, ' ', std::string("end"));
 
-  EXPECT_EQ(capture.text(), "[INFO] VelS::f() Tx done(1) id=50 end\n");
+  EXPECT_EQ(capture.text(), "[INFO] VelS::f() done (1) id=50 end\n");
 }
 
 TEST(LogUtil, WritesTheWholeLineThenFlushesUnderTheMutex) {

@@ -13,6 +13,7 @@
 
 #include "Hooks.h"
 #include "support/LogCapture.h"
+#include "support/fixedTexts.h"
 #include "velp/message/SystemMessage.h"
 #include "velp/runtime/VelException.h"
 #include "velpmsg/VelpMsgSender.h"
@@ -73,7 +74,7 @@ TEST_F(SynchronousRequest, ThrowsWhenTheWaitFails) {
     FAIL() << "did not throw";
   } catch (const VelException& e) {
     EXPECT_EQ(e.getErrorCode(), EPERM);
-    EXPECT_EQ(std::string(e.what()).find("cannot wait for condition with timeout"), 0u);
+    EXPECT_EQ(std::string(e.what()).find(texts::conditionNotAwaited), 0u);
   }
 
   hooks() = Hooks();
@@ -118,8 +119,8 @@ TEST_F(SynchronousRequest, TakesNoProgressOverFromAnEarlierOne) {
 
   EXPECT_EQ(send(0), -2);
 
-  EXPECT_EQ(capture.countContaining("Rx Progress"), 1u);
-  EXPECT_EQ(capture.countContaining("Rx progress."), 0u);
+  EXPECT_EQ(capture.count(texts::progressReceived), 1u);
+  EXPECT_EQ(capture.count(texts::progressSeen), 0u);
 }
 
 TEST_F(SynchronousRequest, WaitsAgainAfterAWakeUpWithoutNews) {
@@ -136,7 +137,7 @@ TEST_F(SynchronousRequest, WaitsAgainAfterAWakeUpWithoutNews) {
   reception.join();
 
   EXPECT_GE(waits, 3);
-  EXPECT_EQ(capture.countContaining("Rx progress."), 0u);
+  EXPECT_EQ(capture.count(texts::progressSeen), 0u);
 }
 
 TEST_F(SynchronousRequest, MeasuresItsTimeOutOnTheMonotonicClock) {
@@ -182,7 +183,7 @@ TEST_F(SynchronousRequest, LeavesTheResponseAloneWhenTimeRunsOutBetweenMatchAndC
   std::promise<void> matched;
   std::promise<void> timedOut;
   hooks().beforeLine = [&](const std::string& text) {
-    if (text.find("Rx finished") == std::string::npos) return;
+    if (filled(texts::finalReceived, "OK").find(text) == std::string::npos) return;
     matched.set_value();
     timedOut.get_future().wait();
   };
@@ -210,7 +211,7 @@ TEST_F(Reception, ThrowsWhenTheSignalFails) {
       ADD_FAILURE() << "did not throw";
     } catch (const VelException& e) {
       EXPECT_EQ(e.getErrorCode(), EPERM);
-      EXPECT_EQ(std::string(e.what()).find("cannot signal condition"), 0u);
+      EXPECT_EQ(std::string(e.what()).find(texts::conditionNotSignalled), 0u);
     }
     return true;
   };
@@ -379,7 +380,7 @@ TEST_F(Quirk, FailedWaitLeavesTheRequestOutstanding) {
   hooks() = Hooks();
 
   answer("Other");
-  EXPECT_EQ(capture.count("[DEBUG] VelS::velpBusProxyCb() Ignore id=getEventList(50)"), 1u);
+  EXPECT_EQ(capture.count(filled(texts::responseIgnored, "getEventList(50)")), 1u);
 
   EXPECT_EQ(send(0), -2);
   capture.clear();

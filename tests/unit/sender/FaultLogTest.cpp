@@ -27,13 +27,14 @@ class FaultLog : public SenderFixture {
   static SystemMessage record(const std::string& text) { return SystemMessage(text, 10); }
   // The line about `message`, sent or not.
   static std::string line(bool sent, const SystemMessage& message) {
-    std::ostringstream text;
-    text << "[INFO] VelS::sendSysMsgErrorLog() Tx done(" << (sent ? "1" : "0")
-         << ") to:FaultManagement msg: " << message;
-    return text.str();
+    return filled(texts::faultSent, sent ? 1 : 0, texts::faultManagement, message);
   }
 
-  Peer faults{"FaultManagement"};
+  static std::string lineStart(bool sent) {
+    return filled(texts::faultSent, sent ? 1 : 0, texts::faultManagement, "");
+  }
+
+  Peer faults{texts::faultManagement};
 };
 
 using FaultLogQuirk = FaultLog;
@@ -104,7 +105,7 @@ TEST_F(FaultLog, ThatWasRefusedIsNotSentAgain) {
   faults.leave();
   EXPECT_FALSE(send("first"));
 
-  Peer late("FaultManagement");
+  Peer late(texts::faultManagement);
   EXPECT_TRUE(send("second"));
 
   EXPECT_EQ(late.next<SystemMessage>().getText(),
@@ -116,7 +117,7 @@ TEST_F(FaultLog, IsRefusedBeforeTheProcessIsOnTheBus) {
 
   EXPECT_FALSE(send());
 
-  EXPECT_EQ(capture.countContaining("Tx done(0) to:FaultManagement msg: "), 1u);
+  EXPECT_EQ(capture.countContaining(lineStart(false)), 1u);
 }
 
 TEST_F(FaultLog, HoldsTheSendLockUntilItsLineIsWritten) {
@@ -157,7 +158,7 @@ TEST_F(FaultLog, FromManyThreadsAllArrive) {
   for (auto& each : sends) EXPECT_TRUE(each.get());
 
   for (int i = 0; i < 200; ++i) EXPECT_EQ(faults.next<SystemMessage>().getNumber(), 10u);
-  EXPECT_EQ(capture.countContaining("Tx done(1) to:FaultManagement msg: "), 200u);
+  EXPECT_EQ(capture.countContaining(lineStart(true)), 200u);
 }
 
 }  // namespace

@@ -1,6 +1,7 @@
 // SPDX-FileCopyrightText: libvelpmsg contributors
 // SPDX-License-Identifier: Apache-2.0
 // How the sender begins and ends. Each case runs in a process of its own, which has made no sender.
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <cerrno>
@@ -8,6 +9,7 @@
 #include <iostream>
 
 #include "Hooks.h"
+#include "support/fixedTexts.h"
 #include "velpmsg/VelpMsgSender.h"
 
 namespace velp::test {
@@ -31,10 +33,8 @@ class SenderLife : public testing::Test {
 
 TEST_F(SenderLife, EndsAtExitWithALineBeforeAndAfterItLeavesTheBus) {
   EXPECT_EXIT(endWithTraceLevel(2), testing::ExitedWithCode(0),
-              "^setCallBack\n"
-              "\\[DEBUG\\] VelS::~VelpMsgSender\\(\\) \n"
-              "removeCallBack\n"
-              "\\[DEBUG\\] VelS::~VelpMsgSender\\(\\) \n$");
+              testing::Eq(std::string("setCallBack\n") + texts::senderEnds + "\nremoveCallBack\n" +
+                          texts::senderEnds + "\n"));
 }
 
 TEST_F(SenderLife, EndsInSilenceBelowTraceLevelTwo) {
@@ -48,7 +48,7 @@ TEST_F(SenderLife, ConditionThatCannotBeDestroyedEndsTheProcessWithItsText) {
         hooks().condDestroy = [] { return EBUSY; };
         std::exit(0);
       },
-      "cannot destroy condition");
+      texts::conditionNotDestroyed);
 }
 
 TEST_F(SenderLife, WithoutUseMakesNoSender) {

@@ -16,7 +16,7 @@ TEST_F(Quirk, LengthErrorSaysMustBe2WhateverWasExpected) {
   wrong.setText("Service");
   for (unsigned short expected = 1; expected < 5; ++expected) {
     EXPECT_FALSE(sut().checkRequestLengthTxErrResponse(wrong, expected));
-    EXPECT_EQ(received().getErrorText(), "Invalid request length=0. Must be=2");
+    EXPECT_EQ(received().getErrorText(), filled(texts::wrongLength, 0));
   }
 }
 
@@ -42,7 +42,7 @@ TEST_F(Quirk, IgnoredResponsesAreLoggedAtEveryLevel) {
 
     EXPECT_EQ(sut().sendRequestWaitForResponse("Service", request, response, 20), 0);
 
-    EXPECT_EQ(capture.count("[DEBUG] VelS::velpBusProxyCb() Ignore id=removeData(3)"), 1u);
+    EXPECT_EQ(capture.count(filled(texts::responseIgnored, "removeData(3)")), 1u);
   }
 }
 

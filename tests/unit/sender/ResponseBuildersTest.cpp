@@ -18,7 +18,7 @@ class ResponseBuilders : public SenderFixture {
     EXPECT_EQ(built.getKind(), 0xF001u);
     EXPECT_EQ(built.getContext(), 0u);
     EXPECT_EQ(built.getMsgID(), 255u);
-    EXPECT_EQ(built.getText(), "NotSet");
+    EXPECT_EQ(built.getText(), texts::notSet);
     EXPECT_EQ(built.getAnsweredID(), eventList);
     EXPECT_EQ(built.getStatus(), status);
     EXPECT_EQ(built.getPayload(), payload);
@@ -129,7 +129,7 @@ TEST_F(ResponseBuilders, ProgressWithAnIndexCarriesTextAndIndex) {
 }
 
 TEST_F(ResponseBuilders, ProgressWithTheLastIndexCarriesItsText) {
-  const std::string text = "Update completed successfully";
+  const std::string text = texts::steps[33];
   Bytes payload{0x64, 29};
   payload.insert(payload.end(), text.begin(), text.end());
   payload.insert(payload.end(), {0x00, 0x21});

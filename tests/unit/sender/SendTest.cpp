@@ -66,7 +66,7 @@ TEST_F(Sender, SendRequestBuildsARequestFromIdAndBytes) {
   EXPECT_EQ(built.getContext(), 0u);
   EXPECT_EQ(built.getMsgID(), 3u);
   EXPECT_EQ(built.getPayload(), (Bytes{0x10, 0x00, 0xFF}));
-  EXPECT_EQ(built.getText(), "NotSet");
+  EXPECT_EQ(built.getText(), texts::notSet);
 }
 
 TEST_F(Sender, SendRequestWithoutBytesSendsAnEmptyPayload) {
@@ -99,7 +99,7 @@ TEST_F(Sender, SendsReturnFalseAndSayNothingWhenTheTargetIsAbsent) {
 }
 
 TEST_F(Sender, SendRequestWritesItsEntryLineFromLevelTwo) {
-  const std::string line = "[DEBUG] VelS::sendRequest() ";
+  const std::string line = texts::plainRequest;
 
   sut().traceLevel = 1;
   sut().sendRequest("Service", request);
@@ -115,8 +115,6 @@ TEST_F(Sender, SendRequestWritesItsEntryLineFromLevelTwo) {
 
 TEST_F(Sender, SendResponseWritesTheResponseFromLevelTwo) {
   const Response shown = makeResponse(eventList, Response::STATUS_OK, {1, 2});
-  std::ostringstream text;
-  text << shown;
 
   sut().traceLevel = 1;
   sut().sendResponse("Service", shown);
@@ -124,7 +122,7 @@ TEST_F(Sender, SendResponseWritesTheResponseFromLevelTwo) {
 
   sut().traceLevel = 2;
   sut().sendResponse("Service", shown);
-  EXPECT_EQ(capture.count("[DEBUG] VelS::sendResponse()  " + text.str()), 1u);
+  EXPECT_EQ(capture.count(filled(texts::plainResponse, shown)), 1u);
 }
 
 TEST_F(Sender, SendMsgWritesNoLineAtAnyLevel) {
@@ -136,7 +134,7 @@ TEST_F(Sender, SendMsgWritesNoLineAtAnyLevel) {
 }
 
 TEST_F(Sender, StatusReportsAreIgnoredButForTheirEntryLine) {
-  const std::string line = "[DEBUG] VelS::velpBusProxyStatusCb() ";
+  const std::string line = texts::senderStatus;
 
   sut().traceLevel = 1;
   sut().velpBusProxyStatusCb(VelpBusProxyCallback::STATUS_ERROR, 5, "text");

@@ -11,6 +11,7 @@
 
 #include "Peer.h"
 #include "support/LogCapture.h"
+#include "support/fixedTexts.h"
 #include "velp/bus/VelpBusProxy.h"
 #include "velp/message/SystemMessage.h"
 #include "velpmsg/VelpMsgSender.h"

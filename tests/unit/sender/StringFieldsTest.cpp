@@ -20,9 +20,7 @@ class StringFields : public SenderFixture {
   // The line for a field that runs past the end of `payload`.
   static std::string badLine(const Bytes& payload) {
     const Request bad = withPayload(payload);
-    std::ostringstream text;
-    text << static_cast<const MessageBase&>(bad);
-    return "[ERROR] VelS::getString() can't extract string from msg" + text.str();
+    return filled(texts::badString, static_cast<const MessageBase&>(bad));
   }
 
   Bytes buf;
@@ -72,7 +70,7 @@ TEST_F(StringFields, SetStringWritesItsEntryLineFromLevelTwo) {
 
   sut().traceLevel = 2;
   sut().setString(buf, 1, "a");
-  EXPECT_EQ(capture.count("[DEBUG] VelS::setString() "), 1u);
+  EXPECT_EQ(capture.count(texts::stringSet), 1u);
 }
 
 TEST_F(StringFields, SetStringFromManyThreadsKeepsFieldsWhole) {
@@ -156,7 +154,7 @@ TEST_F(StringFields, GetStringSeesThePayloadLengthModulo65536) {
   EXPECT_EQ(get(payload, 3, 1), "");
   EXPECT_EQ(capture.text(), "");
   EXPECT_EQ(get(payload, 2, 1), "");
-  EXPECT_EQ(capture.countContaining("can't extract string from msg"), 1u);
+  EXPECT_EQ(capture.countContaining(filled(texts::badString, "")), 1u);
 }
 
 TEST_F(StringFields, GetStringReadsWhatSetStringWrote) {
@@ -203,7 +201,7 @@ TEST_F(RequestLength, OtherThanExpectedIsAnsweredWithCode2) {
   EXPECT_EQ(answer.getStatus(), Response::STATUS_ERROR);
   EXPECT_EQ(answer.getAnsweredID(), eventList);
   EXPECT_EQ(answer.getErrorCode(), Response::ERROR_WRONG_LENGTH);
-  EXPECT_EQ(answer.getErrorText(), "Invalid request length=3. Must be=2");
+  EXPECT_EQ(answer.getErrorText(), filled(texts::wrongLength, 3));
 }
 
 TEST_F(RequestLength, OtherThanExpectedWritesTwoErrorLinesAtEveryLevel) {
@@ -212,11 +210,9 @@ TEST_F(RequestLength, OtherThanExpectedWritesTwoErrorLinesAtEveryLevel) {
 
   EXPECT_FALSE(sut().checkRequestLengthTxErrResponse(wrong, 4));
 
-  EXPECT_EQ(capture.lines(),
-            (std::vector<std::string>{
-                "[ERROR] VelS::checkRequestLengthTxErrResponse() getEventList(50): invalid length",
-                "[ERROR] VelS::checkRequestLengthTxErrResponse() Invalid request length=3. "
-                "Must be=2"}));
+  EXPECT_EQ(capture.lines(), (std::vector<std::string>{
+                                 filled(texts::invalidLength, "getEventList(50)"),
+                                 filled(texts::lengthRefused, filled(texts::wrongLength, 3))}));
 }
 
 TEST_F(RequestLength, OtherThanExpectedIsRefusedAlsoWhenTheAnswerCannotBeSent) {

@@ -20,7 +20,7 @@ class SynchronousRequest : public SenderFixture {
 
   const Response progress = makeResponse(eventList, Response::STATUS_PROGRESS, {50});
   const Response done = makeResponse(eventList, Response::STATUS_OK, {1, 2, 3});
-  const std::string ignored = "[DEBUG] VelS::velpBusProxyCb() Ignore id=getEventList(50)";
+  const std::string ignored = filled(texts::responseIgnored, "getEventList(50)");
 };
 
 TEST_F(SynchronousRequest, SendsTheRequestAsItIs) {
@@ -74,23 +74,20 @@ TEST_F(SynchronousRequest, GoesOnWaitingAfterProgress) {
 TEST_F(SynchronousRequest, ReturnsMinus1WhenTheBusRefusesIt) {
   EXPECT_EQ(sut().sendRequestWaitForResponse("Nobody", request, response, 20), -1);
 
-  EXPECT_THAT(capture.lines(),
-              ElementsAre("[ERROR] VelS::sendRequestWaitForResponse() Failed to send request"));
+  EXPECT_THAT(capture.lines(), ElementsAre(texts::requestNotSent));
 }
 
 TEST_F(SynchronousRequest, ReturnsMinus2WhenTimeRunsOut) {
   EXPECT_EQ(send(1), -2);
 
-  EXPECT_THAT(
-      capture.lines(),
-      ElementsAre("[ERROR] VelS::sendRequestWaitForResponse() response timeout=1s occured for "
-                  "request getEventList(50) target:Service"));
+  EXPECT_THAT(capture.lines(),
+              ElementsAre(filled(texts::responseTimeout, 1, "getEventList(50)", "Service")));
 }
 
 TEST_F(SynchronousRequest, WithTimeoutZeroReturnsMinus2AtOnce) {
   EXPECT_EQ(send(0), -2);
 
-  EXPECT_EQ(capture.countContaining("response timeout=0s occured"), 1u);
+  EXPECT_EQ(capture.count(filled(texts::responseTimeout, 0, "getEventList(50)", "Service")), 1u);
 }
 
 TEST_F(SynchronousRequest, LeavesTheResponseAloneWithoutAFinalOne) {
@@ -106,18 +103,16 @@ TEST_F(SynchronousRequest, WritesItsStoryAtLevelOne) {
   sut().traceLevel = 1;
   service.onRequest([this](const Request&) {
     service.sendTo("Client", progress);
-    capture.waitForLine("[DEBUG] VelS::sendRequestWaitForResponse() Rx progress.");
+    capture.waitForLine(texts::progressSeen);
     service.sendTo("Client", done);
   });
 
   EXPECT_EQ(send(), 0);
 
-  EXPECT_THAT(
-      capture.lines(),
-      ElementsAre("[DEBUG] VelS::sendRequestWaitForResponse() Tx:Service id=getEventList(50)",
-                  "[DEBUG] VelS::velpBusProxyCb() Rx Progress",
-                  "[DEBUG] VelS::sendRequestWaitForResponse() Rx progress.",
-                  "[DEBUG] VelS::velpBusProxyCb() Rx finished, status = OK"));
+  EXPECT_THAT(capture.lines(),
+              ElementsAre(filled(texts::requestSent, "Service", "getEventList(50)"),
+                          texts::progressReceived, texts::progressSeen,
+                          filled(texts::finalReceived, "OK")));
 }
 
 TEST_F(SynchronousRequest, WritesNothingAtLevelZero) {
@@ -161,8 +156,7 @@ TEST_F(SynchronousRequest, IgnoresAnAnswerToAnotherID) {
   EXPECT_EQ(send(), 0);
 
   EXPECT_EQ(response, done);
-  EXPECT_THAT(capture.lines(),
-              ElementsAre("[DEBUG] VelS::velpBusProxyCb() Ignore id=removeData(3)"));
+  EXPECT_THAT(capture.lines(), ElementsAre(filled(texts::responseIgnored, "removeData(3)")));
 }
 
 TEST_F(SynchronousRequest, NeverTakesTheBaseIDForTheAnsweredID) {

@@ -12,8 +12,6 @@ namespace {
 
 using std::chrono::seconds;
 
-constexpr const char* progressLine = "[DEBUG] VelS::sendRequestWaitForResponse() Rx progress.";
-
 class TimeLine : public SenderFixture {
  protected:
   TimeLine() { sut().traceLevel = 1; }
@@ -52,7 +50,7 @@ TEST_F(TimeLine, ThreeProgressResponsesKeepAWaitOfThreeSecondsAliveForEight) {
 
   EXPECT_EQ(send(), 0);
 
-  EXPECT_EQ(capture.count(progressLine), 3u);
+  EXPECT_EQ(capture.count(texts::progressSeen), 3u);
   EXPECT_GE(elapsed, seconds(7));
 }
 
@@ -63,7 +61,7 @@ TEST_F(TimeLine, WithoutProgressTheSameWaitEndsAfterThreeSeconds) {
 
   EXPECT_EQ(send(), -2);
 
-  EXPECT_EQ(capture.count(progressLine), 0u);
+  EXPECT_EQ(capture.count(texts::progressSeen), 0u);
   EXPECT_GE(elapsed, seconds(3));
   EXPECT_LT(elapsed, seconds(8));
 }

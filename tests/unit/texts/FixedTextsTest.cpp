@@ -15,6 +15,7 @@
 #include "velp/message/VelpClientMessageResponse.h"
 #include "velp/runtime/FaultUtil.h"
 #include "velp/runtime/VelException.h"
+#include "velpmsg/VelpMsgHandler.h"
 #include "velpmsg/VelpMsgSender.h"
 
 namespace velp::test {
@@ -98,10 +99,10 @@ std::vector<Row> handling() {
   return {
       {"StateSetAndNotFound",
        stateSetAndNotFound,
-       {filled(texts::stateSet, id, texts::states[3]), filled(texts::idNotFound, id)}},
+       {filled(texts::stateSet, id, texts::states[INVALID]), filled(texts::idNotFound, id)}},
       {"RequestsReceived",
        requestsReceived,
-       {texts::requestNotAvailable, filled(texts::stateSet, id, texts::states[2]),
+       {texts::requestNotAvailable, filled(texts::stateSet, id, texts::states[BUSY]),
         filled(texts::requestQueued, "Client"), texts::requestBusy}},
       {"ResponsesReceived",
        responsesReceived,
@@ -112,16 +113,17 @@ std::vector<Row> handling() {
         filled(texts::busError, 7, "off")}},
       {"WorkerServing",
        workerServing,
-       {texts::workerWaits, filled(texts::stateSet, id, texts::states[2]),
+       {texts::workerWaits, filled(texts::stateSet, id, texts::states[BUSY]),
         filled(texts::requestQueued, "Client"), filled(texts::workerWoken, 1, 1, 0),
-        texts::requestCallback, filled(texts::requestDone, texts::states[1]),
-        filled(texts::stateSet, id, texts::states[1]), texts::workerWaits,
+        texts::requestCallback, filled(texts::requestDone, texts::states[AVAILABLE]),
+        filled(texts::stateSet, id, texts::states[AVAILABLE]), texts::workerWaits,
         filled(texts::responseQueued, "Client"), filled(texts::workerWoken, 1, 0, 1),
         texts::responseCallback, texts::responseDone, texts::workerWaits, texts::handlerStops,
         filled(texts::workerWoken, 0, 0, 0), texts::handlerStopped, texts::workerThread}},
       {"StateNames",
        stateNames,
-       {texts::states[0], texts::states[1], texts::states[2], texts::states[3]}},
+       {texts::states[NOT_AVAILABLE], texts::states[AVAILABLE], texts::states[BUSY],
+        texts::states[INVALID]}},
   };
 }
 

@@ -288,12 +288,19 @@ Shown removalOfAllEncoded() {
 Shown conditionFailures() {
   Mutex mutex;
   Condition sut;
-  const MutexLocker locker(mutex);
+  const auto wait = [&] {
+    const MutexLocker locker(mutex);
+    sut.wait(mutex);
+  };
+  const auto waitInTime = [&] {
+    const MutexLocker locker(mutex);
+    (void)sut.wait(mutex, 0);
+  };
   return {
       whatIsThrownBy(PosixCall::condInit, [] { Condition failing; }),
       whatIsThrownBy(PosixCall::condDestroy, [] { Condition failing; }),
-      whatIsThrownBy(PosixCall::condWait, [&] { sut.wait(mutex); }),
-      whatIsThrownBy(PosixCall::condTimedwait, [&] { (void)sut.wait(mutex, 0); }),
+      whatIsThrownBy(PosixCall::condWait, wait),
+      whatIsThrownBy(PosixCall::condTimedwait, waitInTime),
       whatIsThrownBy(PosixCall::condSignal, [&] { sut.signal(); }),
   };
 }
