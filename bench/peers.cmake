@@ -17,3 +17,13 @@ function(velp_add_peer name package)
 endfunction()
 
 velp_add_peer(sdbus libsystemd-dev libsystemd)
+velp_add_peer(zeromq libzmq3-dev libzmq)
+
+find_package(nng CONFIG QUIET)
+if(nng_FOUND)
+  velp_add_bench_system(nng nng::nng)
+else()
+  message(STATUS "No nng (Debian: libnng-dev): it is not compared.")
+endif()
+velp_add_peer(nats libnats-dev libnats)
+velp_add_peer(mqtt libmosquitto-dev libmosquitto)
