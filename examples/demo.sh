@@ -135,8 +135,8 @@ step '3. An unknown request is refused' \
 expect 4 Client1 event-client --id 77
 
 step '4. The service dies in the middle of a request' \
-  'kill -9 hits the event service while it serves Client1: no answer can come, and Client1 gets -2' \
-  'after its time-out of 2 s.'
+  'kill -9 hits the event service while it serves Client1: no answer can come, and Client1 gets' \
+  '-2 after its time-out of 2 s.'
 ask_events Client1 --timeout 2
 kill_service events
 expect_background 6
@@ -164,9 +164,9 @@ ask_events Client1 --last 5
 expect_background 0
 
 step '8. A long request reports its progress' \
-  'The report service packs files into an archive (message ID 1001). Client1 waits 2 s at most for' \
-  'an answer, but each sign of progress starts its time-out anew (on a terminal the client draws a' \
-  'bar). Client2 is refused meanwhile. The answer names the archive, and tar lists it.'
+  'The report service packs files into an archive (message ID 1001). Client1 waits 2 s at most' \
+  'for an answer, but each sign of progress starts its time-out anew; on a terminal it would draw' \
+  'a bar. Client2 is refused meanwhile. The answer names the archive, and tar lists it.'
 mkdir -p "$dir"/archives "$dir"/logs/{packages,system} || exit 1
 for name in packages/apt packages/dpkg system/kernel system/mail; do
   yes "a line of $name" | head -c 16384 >"$dir/logs/$name.log"
@@ -196,8 +196,8 @@ show file <"$dir/faults.log"
 
 step '10. The service dies in the middle of a report' \
   'kill -9 hits the report service while it packs: Client1 hears nothing more and gives up after' \
-  '2 s. No archive has come into being, only a hidden unfinished file, which the restarted service' \
-  'removes before it serves again.'
+  '2 s. No archive has come into being, only a hidden unfinished file, which the restarted' \
+  'service removes before it serves again.'
 ask_report Client1
 wait_for client Client1 Packing
 kill_service report
