@@ -177,7 +177,8 @@ void ask(const Options& options) {
     properties.setResponseTopic(responses.c_str());
     properties.setCorrelation(&number, sizeof number);
     client.publish(topic, request, properties);
-    for (answered = false; !answered;) client.look();
+    answered = false;
+    while (!answered) client.look();
     return View{answer.data(), answer.size()};
   });
 }
