@@ -60,8 +60,8 @@ struct FaultPrograms : testing::Test {
 
 TEST_F(FaultPrograms, KeepARecordThatAnotherProcessFiles) {
   ChildProcess service(command());
-  ASSERT_TRUE(
-      service.waitForLine("ready: 0 records in " + file + ", as FaultManagement on local:"));
+  ASSERT_TRUE(service.waitForLine("ready: 0 records in " + file + ", as " + texts::faultManagement +
+                                  " on local:"));
 
   EXPECT_TRUE(sendFault("no space"));
 

@@ -12,6 +12,7 @@
 
 #include "process/ChildProcess.h"
 #include "process/PrivateBus.h"
+#include "support/fixedTexts.h"
 
 namespace velp::test {
 namespace {
@@ -120,9 +121,9 @@ TEST_F(Guide, ClientSeesTheStepsOfASlowExport) {
   for (const char* text : {"one", "two"}) EXPECT_EQ(ask({"add", text}), 0);
   ChildProcess watching(client({"export"}));
 
-  EXPECT_TRUE(watching.waitForLine("0 % Copying all data..."));
+  EXPECT_TRUE(watching.waitForLine(std::string("0 % ") + texts::steps[13]));
   EXPECT_TRUE(watching.waitForLine("0 % 1 of 2 notes"));
-  EXPECT_TRUE(watching.waitForLine("47 % Copying all data..."));
+  EXPECT_TRUE(watching.waitForLine(std::string("47 % ") + texts::steps[13]));
   EXPECT_EQ(watching.waitForEnd(), 0);
 }
 
@@ -150,7 +151,7 @@ TEST_F(Guide, ServiceFinishesTheExportWhenItIsEnded) {
   ASSERT_TRUE(running.waitForLine("ready"));
   EXPECT_EQ(ask({"add", "one"}), 0);
   ChildProcess watching(client({"export"}));
-  ASSERT_TRUE(watching.waitForLine("0 % Copying all data..."));
+  ASSERT_TRUE(watching.waitForLine(std::string("0 % ") + texts::steps[13]));
 
   running.kill(SIGTERM);
 

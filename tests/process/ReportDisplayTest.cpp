@@ -97,8 +97,8 @@ TEST_F(ReportTerminal, ShowsOneLineThatIsDrawnAnew) {
   const std::string shown = watch({"TERM=xterm", "NO_COLOR="});
 
   EXPECT_THAT(shown, HasSubstr("\r[\x1b[32m\x1b[0m-------------------]   5 %  Zip"));
-  EXPECT_THAT(shown, HasSubstr("\r[\x1b[32m###################\x1b[0m] 100 %  LogReport creation "
-                               "finished\x1b[K\r\nreport-client: "));
+  EXPECT_THAT(shown, HasSubstr("\r[\x1b[32m###################\x1b[0m] 100 %  " + steps::finished +
+                               "\x1b[K\r\nreport-client: "));
   std::string plain = without(without(without(shown, "\x1b[32m"), "\x1b[0m"), "\x1b[K");
   plain.erase(plain.find("\r\n"));
   for (std::size_t at = 0; at < plain.size();) {
@@ -111,14 +111,14 @@ TEST_F(ReportTerminal, ShowsOneLineThatIsDrawnAnew) {
 TEST_F(ReportTerminal, ShowsNoColourWhenToldSo) {
   const std::string shown = watch({"TERM=xterm", "NO_COLOR=1"});
 
-  EXPECT_THAT(shown, HasSubstr("\r[-------------------]   5 %  Zip LogReport files\x1b[K"));
+  EXPECT_THAT(shown, HasSubstr("\r[-------------------]   5 %  " + steps::packing + "\x1b[K"));
   EXPECT_THAT(shown, Not(HasSubstr("\x1b[32m")));
 }
 
 TEST_F(ReportTerminal, ShowsLinesWhenItCannotRedraw) {
   const std::string shown = watch({"TERM=dumb"});
 
-  EXPECT_THAT(shown, HasSubstr("  5 %  Zip LogReport files\r\n"));
+  EXPECT_THAT(shown, HasSubstr("  5 %  " + steps::packing + "\r\n"));
   EXPECT_THAT(shown, Not(HasSubstr("\x1b")));
 }
 

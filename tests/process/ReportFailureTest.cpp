@@ -95,7 +95,7 @@ TEST_F(ReportFailures, EndedServiceTellsItsClientAndLeavesNothing) {
 
     EXPECT_EQ(service->waitForEnd(), 0) << service->err();
     EXPECT_EQ(client->waitForEnd(), 2);
-    EXPECT_THAT(client->out(), HasSubstr("  Cleanup\n"));
+    EXPECT_THAT(client->out(), HasSubstr("  " + steps::cleanup + "\n"));
     EXPECT_THAT(client->out(), HasSubstr("made no report: the report service ends (error 12)\n"));
     EXPECT_THAT(outputs(""), IsEmpty());
   }

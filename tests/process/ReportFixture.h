@@ -13,8 +13,22 @@
 
 #include "process/ChildProcess.h"
 #include "process/PrivateBus.h"
+#include "support/fixedTexts.h"
 
 namespace velp::test {
+
+/// The steps of a report.
+namespace steps {
+
+const std::string packing = texts::steps[26];
+const std::string checking = texts::steps[29];
+const std::string preparing = texts::steps[19];
+const std::string syncing = texts::steps[16];
+const std::string synced = texts::steps[17];
+const std::string finished = texts::steps[28];
+const std::string cleanup = texts::steps[27];
+
+}  // namespace steps
 
 /// Starts the programs on a private bus, with an empty source and an empty output directory.
 struct ReportPrograms : testing::Test {
@@ -87,6 +101,6 @@ struct ReportPrograms : testing::Test {
 
 /// What a client shows when the archive is in the making, and stays so when the service has a pace
 /// of 1 and more than a few bytes to pack.
-constexpr const char* packingBegun = "5 %  Zip LogReport files";
+const std::string packingBegun = "5 %  " + steps::packing;
 
 }  // namespace velp::test

@@ -129,12 +129,12 @@ TEST_F(ReportPrograms, ShowProgressThatNeverGoesDownAndStaysAtTheCeilingUntilThe
 
   const Progress progress = progressIn(err);
   ASSERT_GE(progress.size(), 12U) << err;
-  EXPECT_EQ(progress.front(), std::make_pair(0, std::string(texts::steps[29])));
-  EXPECT_EQ(progress.back(), std::make_pair(100, std::string(texts::steps[28])));
+  EXPECT_EQ(progress.front(), std::make_pair(0, steps::checking));
+  EXPECT_EQ(progress.back(), std::make_pair(100, steps::finished));
   const auto lower = [](const auto& a, const auto& b) { return a.first < b.first; };
   EXPECT_TRUE(std::is_sorted(progress.begin(), progress.end(), lower)) << err;
   for (const auto& [percent, text] : progress) {
-    EXPECT_LE(percent, text == texts::steps[28] ? 100 : 90) << text;
+    EXPECT_LE(percent, text == steps::finished ? 100 : 90) << text;
   }
 }
 
@@ -145,13 +145,13 @@ TEST_F(ReportPrograms, NameTheStepsInTheirOrder) {
 
   EXPECT_EQ(ask(), 0) << err;
 
-  std::vector<std::string> texts;
+  std::vector<std::string> shown;
   for (const auto& [percent, text] : progressIn(err)) {
-    if (texts.empty() || texts.back() != text) texts.push_back(text);
+    if (shown.empty() || shown.back() != text) shown.push_back(text);
   }
-  EXPECT_THAT(texts,
-              ElementsAre(texts::steps[29], texts::steps[19], texts::steps[26], "Packing only.log",
-                          texts::steps[16], texts::steps[17], texts::steps[28]));
+  EXPECT_THAT(shown,
+              ElementsAre(steps::checking, steps::preparing, steps::packing, "Packing only.log",
+                          steps::syncing, steps::synced, steps::finished));
 }
 
 TEST_F(ReportPrograms, FillTheTimeWithTicksThatDoNotOutrunTrueProgress) {
@@ -162,7 +162,7 @@ TEST_F(ReportPrograms, FillTheTimeWithTicksThatDoNotOutrunTrueProgress) {
 
   // A quarter is read at once: 5 + 85 / 4 percent. The next is due at 30, which a tick would pass.
   ASSERT_TRUE(client.waitForLine("26 %  Packing big"));
-  for (int i = 0; i < 10; ++i) ASSERT_TRUE(client.waitForLine("26 %  Zip LogReport files"));
+  for (int i = 0; i < 10; ++i) ASSERT_TRUE(client.waitForLine("26 %  " + steps::packing));
 }
 
 TEST_F(ReportPrograms, RefuseASecondRequestWhileTheFirstIsServed) {

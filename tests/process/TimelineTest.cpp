@@ -9,6 +9,7 @@
 #include "process/NumberedService.h"
 #include "process/PrivateBus.h"
 #include "support/LogCapture.h"
+#include "support/fixedTexts.h"
 
 namespace velp::test {
 namespace {
@@ -47,7 +48,7 @@ TEST_F(Timeline, ProgressEveryTwoSecondsKeepsAThreeSecondWaitAliveForEight) {
   EXPECT_EQ(result, 0);
   EXPECT_EQ(response.getString(0, 1), "done");
   EXPECT_GT(seconds(), 7.9);
-  EXPECT_EQ(log.countContaining("Rx progress."), 3u);
+  EXPECT_EQ(log.count(texts::progressSeen), 3u);
 }
 
 TEST_F(Timeline, WithoutProgressTheSameWaitEndsWithMinus2AfterThreeSeconds) {
