@@ -25,7 +25,7 @@ std::string clientName() {
 }
 
 View exchange(const Bytes& request, VelpClientMessageResponse& response) {
-  const auto id = benchIDs[numberOf({request.data(), request.size()}) % benchIDs.size()];
+  const auto id = benchIDs[numberOf({request.data(), request.size()}) % 2 == 0 ? 0 : 1];
   const VelpClientMessageRequest message(id, request.data(),
                                          static_cast<unsigned int>(request.size()));
   VelpMsgSender* sender = VelpMsgSender::getInstance();
