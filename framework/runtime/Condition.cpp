@@ -23,11 +23,16 @@
 // or was too late anyway.
 //
 // Untimed waits take nothing: their users test and wait under one mutex and have no gap.
+//
+// Before it sleeps a waiter yields for a moment (BriefWait.cpp), counted as a waiter but without
+// the mutex. `signals` tells it of a signal that came meanwhile; it looks once more when it has the
+// mutex again, after which no signal can pass it by.
 #include "velp/runtime/Condition.h"
 
 #include <cerrno>
 
 #include "Deadline.h"
+#include "velp/runtime/MutexUnlocker.h"
 #include "velp/runtime/VelException.h"
 
 namespace {
@@ -45,6 +50,9 @@ class WaiterCount {
  private:
   unsigned int& waiters;
 };
+
+// Microseconds. A shorter wait would be over before the yields are.
+constexpr unsigned long long longestYields = velp::BriefWait::longest / 1000;
 
 int initialise(pthread_cond_t& condition, clockid_t clock) {
   pthread_condattr_t attributes;
@@ -74,12 +82,14 @@ void Condition::signal() {
   if (__atomic_load_n(&waiters, __ATOMIC_SEQ_CST) == 0) {
     __atomic_store_n(&signalKept, true, __ATOMIC_SEQ_CST);
   }
+  __atomic_add_fetch(&signals, 1, __ATOMIC_SEQ_CST);
   const int rc = pthread_cond_signal(&condition);
   if (rc != 0) throw VelException(rc, "cannot signal condition");
 }
 
 void Condition::wait(Mutex& mutex) {
   const WaiterCount counted(waiters);
+  if (yieldForSignal(mutex)) return;
   const int rc = pthread_cond_wait(&condition, &mutex.mutex);
   // QUIRK(1): a failed untimed wait reports the destroy text, which callers and log readers know.
   if (rc != 0) throw VelException(rc, "cannot destroy condition");
@@ -88,7 +98,7 @@ void Condition::wait(Mutex& mutex) {
 int Condition::wait(Mutex& mutex, unsigned long long relative) {
   timespec deadline;
   int rc = getTimeout(deadline, relative);
-  if (rc == 0) rc = takeKeptSignal() ? 0 : waitUntil(mutex, deadline);
+  if (rc == 0 && !takeKeptSignal()) rc = waitUntil(mutex, deadline, relative > longestYields);
   if (rc != 0 && rc != ETIMEDOUT) {
     throw VelException(rc, "cannot wait for condition with timeout");
   }
@@ -106,7 +116,23 @@ bool Condition::takeKeptSignal() {
   return __atomic_exchange_n(&signalKept, false, __ATOMIC_SEQ_CST);
 }
 
-int Condition::waitUntil(Mutex& mutex, const timespec& deadline) {
+int Condition::waitUntil(Mutex& mutex, const timespec& deadline, bool mayYield) {
   const WaiterCount counted(waiters);
+  if (mayYield && yieldForSignal(mutex)) return 0;
   return pthread_cond_timedwait(&condition, &mutex.mutex, &deadline);
+}
+
+bool Condition::yieldForSignal(Mutex& mutex) {
+  // Of several waiters one alone may use briefWait.
+  if (__atomic_load_n(&waiters, __ATOMIC_SEQ_CST) != 1 || !briefWait.begin()) return false;
+  const unsigned int before = countSignals();
+  {
+    MutexUnlocker unlocker(mutex);
+    briefWait.yieldUntil([&] { return countSignals() != before; });
+  }
+  return countSignals() != before;
+}
+
+unsigned int Condition::countSignals() const {
+  return __atomic_load_n(&signals, __ATOMIC_SEQ_CST);
 }

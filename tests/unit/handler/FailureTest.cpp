@@ -59,7 +59,9 @@ TEST_F(HandlerFailure, ConditionThatCannotBeMadeLeavesNoHandlerBehind) {
 }
 
 TEST_F(HandlerFailure, WaitForTheBusThatFailsLeavesNoWorkerBehind) {
-  const FailingCall failing(PosixCall::condWait, EPERM);
+  Latch waited;
+  registrations().before("setRxFilter", [&] { EXPECT_TRUE(waited.waitFor()); });
+  const FailingCall failing(PosixCall::condWait, EPERM, [&] { waited.arrive(); });
 
   EXPECT_EQ(thrownBy([this] { sut = std::make_unique<VelpMsgHandler>(2); }),
             errorText(EPERM, texts::conditionNotDestroyed));

@@ -9,6 +9,7 @@
 #include <array>
 #include <cerrno>
 #include <cstddef>
+#include <utility>
 
 namespace velp::test {
 
@@ -17,6 +18,7 @@ namespace {
 struct CallState {
   int error = 0;
   unsigned int calls = 0;
+  std::function<void()> action;
 };
 
 CallState& stateOf(PosixCall call) {
@@ -24,9 +26,15 @@ CallState& stateOf(PosixCall call) {
   return states[static_cast<std::size_t>(call)];
 }
 
+std::function<void()>& yieldAction() {
+  static thread_local std::function<void()> action;
+  return action;
+}
+
 int countAndFail(PosixCall call) {
   CallState& state = stateOf(call);
   ++state.calls;
+  if (state.action) state.action();
   return state.error;
 }
 
@@ -36,18 +44,29 @@ unsigned int callsOf(PosixCall call) {
   return stateOf(call).calls;
 }
 
-FailingCall::FailingCall(PosixCall call, int error) : call(call) {
+FailingCall::FailingCall(PosixCall call, int error, std::function<void()> action) : call(call) {
   stateOf(call).error = error;
+  stateOf(call).action = std::move(action);
 }
 
 FailingCall::~FailingCall() {
   stateOf(call).error = 0;
+  stateOf(call).action = nullptr;
+}
+
+InsteadOfYields::InsteadOfYields(std::function<void()> action) {
+  yieldAction() = std::move(action);
+}
+
+InsteadOfYields::~InsteadOfYields() {
+  yieldAction() = nullptr;
 }
 
 }  // namespace velp::test
 
 using velp::test::countAndFail;
 using velp::test::PosixCall;
+using velp::test::yieldAction;
 
 extern "C" {
 
@@ -60,6 +79,7 @@ int __real_pthread_cond_signal(pthread_cond_t*);
 int __real_pthread_cond_destroy(pthread_cond_t*);
 int __real_clock_gettime(clockid_t, timespec*);
 int __real_pthread_create(pthread_t*, const pthread_attr_t*, void* (*)(void*), void*);
+int __real_sched_yield();
 
 int __wrap_pthread_condattr_init(pthread_condattr_t* attributes) {
   const int error = countAndFail(PosixCall::condattrInit);
@@ -111,6 +131,13 @@ int __wrap_pthread_create(pthread_t* handle, const pthread_attr_t* attributes, v
   // The system may have written a handle when it fails.
   *handle = pthread_self();
   return error;
+}
+
+int __wrap_sched_yield() {
+  countAndFail(PosixCall::yield);
+  if (!yieldAction()) return __real_sched_yield();
+  yieldAction()();
+  return 0;
 }
 
 }  // extern "C"

@@ -3,6 +3,8 @@
 // Makes POSIX calls of the runtime fail, and counts them.
 #pragma once
 
+#include <functional>
+
 namespace velp::test {
 
 /// The calls that this test program wraps, see its CMakeLists.txt.
@@ -16,22 +18,32 @@ enum class PosixCall {
   condDestroy,
   clockGettime,
   threadCreate,
+  yield,
   last
 };
 
 /// How often this thread has made `call` through the wrapper.
 unsigned int callsOf(PosixCall call);
 
-/// As long as it lives, `call` fails with `error` when this thread makes it.
+/// As long as it lives, `call` fails with `error` when this thread makes it, after `action`.
 class FailingCall {
  public:
-  FailingCall(PosixCall call, int error);
+  FailingCall(PosixCall call, int error, std::function<void()> action = nullptr);
   ~FailingCall();
   FailingCall(const FailingCall&) = delete;
   FailingCall& operator=(const FailingCall&) = delete;
 
  private:
   const PosixCall call;
+};
+
+/// As long as it lives, each yield of this thread calls `action` instead.
+class InsteadOfYields {
+ public:
+  explicit InsteadOfYields(std::function<void()> action);
+  ~InsteadOfYields();
+  InsteadOfYields(const InsteadOfYields&) = delete;
+  InsteadOfYields& operator=(const InsteadOfYields&) = delete;
 };
 
 }  // namespace velp::test

@@ -6,6 +6,7 @@
 #include <pthread.h>
 #include <time.h>
 
+#include "velp/runtime/BriefWait.h"
 #include "velp/runtime/Mutex.h"
 #include "velp/runtime/export.h"
 
@@ -49,14 +50,20 @@ class VELP_FRAMEWORK_API Condition {
 
  private:
   bool takeKeptSignal();
-  int waitUntil(Mutex& mutex, const timespec& deadline) VELP_REQUIRES(mutex);
+  int waitUntil(Mutex& mutex, const timespec& deadline, bool mayYield) VELP_REQUIRES(mutex);
+  bool yieldForSignal(Mutex& mutex) VELP_REQUIRES(mutex);
+  unsigned int countSignals() const;
 
   // Constant after construction.
   const clockid_t clock;
 
-  // Own synchronisation. The last two are accessed with the waiters' mutex held by every
+  // Used by the only waiter there is.
+  velp::BriefWait briefWait;
+
+  // Own synchronisation. The counts and the flag are accessed with the waiters' mutex held by every
   // well-behaved caller, and atomically, so that one who signals without it causes no data race.
   pthread_cond_t condition;
   unsigned int waiters = 0;
+  unsigned int signals = 0;
   bool signalKept = false;
 };
