@@ -29,6 +29,7 @@
 #include "bus/local/Inbound.h"
 #include "bus/local/NameLock.h"
 #include "bus/local/Outbound.h"
+#include "velp/runtime/BriefWait.h"
 #include "velp/runtime/VelException.h"
 
 namespace velp {
@@ -108,9 +109,9 @@ class LocalTransport : public Transport {
   }
 
   void receive(TransportSink& sink) override {
-    std::array<epoll_event, eventsPerTurn> events;
+    Events events;
     while (!stopping) {
-      const int count = epoll_wait(epoll.get(), events.data(), eventsPerTurn, inbound.onTime(sink));
+      const int count = waitForEvents(events, inbound.onTime(sink));
       for (int i = 0; i < count && !stopping; ++i) {
         handle(events[static_cast<std::size_t>(i)].data.u64, sink);
       }
@@ -134,11 +135,24 @@ class LocalTransport : public Transport {
   }
 
  private:
+  using Events = std::array<epoll_event, eventsPerTurn>;
+
   void watch(int fd, std::uint64_t id) {
     epoll_event event = {};
     event.events = EPOLLIN;
     event.data.u64 = id;
     if (epoll_ctl(epoll.get(), EPOLL_CTL_ADD, fd, &event) != 0) refuse(name, "no room in epoll");
+  }
+
+  // Returns how many there are, or -1.
+  int waitForEvents(Events& events, int milliseconds) {
+    int count = 0;
+    const auto anyThere = [&] {
+      count = epoll_wait(epoll.get(), events.data(), eventsPerTurn, 0);
+      return count != 0;
+    };
+    if (briefWait.begin() && briefWait.yieldUntil(anyThere)) return count;
+    return epoll_wait(epoll.get(), events.data(), eventsPerTurn, milliseconds);
   }
 
   void handle(std::uint64_t id, TransportSink& sink) {
@@ -163,6 +177,7 @@ class LocalTransport : public Transport {
   ReportQueue reports;
   Outbound outbound;
   Inbound inbound;
+  BriefWait briefWait;
   std::atomic<bool> stopping{false};
   std::atomic<bool> withdrawn{false};
 };
