@@ -54,7 +54,8 @@ VelpClientMessageResponse::errorCode_t VelpClientMessageResponse::getErrorCode()
     return ERROR_NONE;
   }
   velp::ByteReader reader(getPayload().data(), errorCodeWidth);
-  return static_cast<errorCode_t>(reader.readNumber("error code"));
+  // Nameless: all of it is there.
+  return static_cast<errorCode_t>(reader.readNumber(""));
 }
 
 std::string VelpClientMessageResponse::getErrorText() const {

@@ -99,13 +99,21 @@ TEST_P(Joining, IsUndoneTwiceWithoutHarm) {
 
 TEST_P(Joining, CannotBeUndoneInsideACallback) {
   int code = 0;
+  std::string text;
   Member sut("Name", *bus, [&](Participant& self, const Received&) {
-    code = errorOf([&] { self.disconnect(); });
+    try {
+      self.disconnect();
+    } catch (const VelException& error) {
+      code = error.getErrorCode();
+      text = error.what();
+    }
   });
   ASSERT_TRUE(sut->sendTo("Name", numbered(1)));
 
   settle(sut, sut);
   EXPECT_EQ(code, EDEADLK);
+  EXPECT_THAT(text, testing::HasSubstr("disconnect() inside a bus callback would wait for itself: "
+                                       "call it from another thread"));
 }
 
 TEST_P(Joining, IsRefusedInsideACallback) {

@@ -131,6 +131,17 @@ TEST(ByteFormRefusal, MeetsNoBytesAtAll) {
   EXPECT_EQ(reason, "message of 0 bytes ends inside kind");
 }
 
+TEST(ByteFormRefusal, NamesTheFieldInWhichAResponseEnds) {
+  const Bytes whole = velp::encodeMessage(VelpClientMessageResponse());
+  const auto endingBefore = [&whole](std::ptrdiff_t missing) {
+    return refusal(Bytes(whole.begin(), whole.end() - missing));
+  };
+
+  EXPECT_THAT(endingBefore(1), HasSubstr("ends inside status"));
+  EXPECT_THAT(endingBefore(5), HasSubstr("ends inside answeredID"));
+  EXPECT_THAT(endingBefore(9), HasSubstr("ends inside flag"));
+}
+
 TEST(ByteFormRefusal, MeetsUnknownKinds) {
   const Bytes request = velp::samples::all().front().bytes;
   for (const std::uint32_t kind : {0u, 1u, 0x81u, 0xEFFFu, 0xF002u, 0xF00000u, 0xFFFFFFFFu}) {

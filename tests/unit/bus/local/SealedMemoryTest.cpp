@@ -9,7 +9,9 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <array>
 #include <cerrno>
+#include <string>
 
 #include "unit/bus/local/LocalFixture.h"
 #include "unit/bus/local/systemCalls.h"
@@ -43,6 +45,16 @@ void expectRefused(int fd, std::size_t size, const std::string& expected) {
 }
 
 constexpr int everySeal = F_SEAL_SEAL | F_SEAL_SHRINK | F_SEAL_GROW | F_SEAL_WRITE;
+
+TEST(SealedMemory, ShowsWhatItIsForInTheListOfOpenFiles) {
+  const BusFd fd = createSealedMemory(nullptr, 0);
+  std::array<char, 64> shown = {};
+
+  const std::string link = "/proc/self/fd/" + std::to_string(fd.get());
+  ASSERT_GT(readlink(link.c_str(), shown.data(), shown.size() - 1), 0);
+
+  EXPECT_STREQ(shown.data(), "/memfd:velp-message (deleted)");
+}
 
 TEST(SealedMemory, HoldsWhatWasPutIn) {
   const NoLeaks noLeaks;
