@@ -56,6 +56,29 @@ def without_comments_and_texts(code):
     return _TOKEN.sub(lambda token: re.sub(r"[^\n]", " ", token.group()), code)
 
 
+# Preprocessor lines and other places whose literals are no texts of the program.
+_NO_TEXT = re.compile(r'^[ \t]*#(?:[^\n]*\\\n)*[^\n]*|\bextern "C(?:\+\+)?"|\basm\([^)]*\)'
+                      r"|\b\w*_CAPABILITY\([^)]*\)", re.MULTILINE)
+
+
+def texts(code):
+    """The literals of C++ code as they are spelled, each with its line; neighbours joined."""
+    found, end = [], None
+    code = _NO_TEXT.sub(lambda part: re.sub(r"[^\n]", " ", part.group()), code)
+    for token in _TOKEN.finditer(code):
+        if not token.group().endswith('"') or token.group().startswith("/"):
+            continue
+        mark = token.group("mark")
+        raw = 0 if mark is None else len(mark) + 2
+        text = token.group()[raw + 1:-1 - max(raw - 1, 0)]
+        if end is not None and not code[end:token.start()].strip():
+            found[-1] = (found[-1][0], found[-1][1] + text)
+        else:
+            found.append((code.count("\n", 0, token.start()) + 1, text))
+        end = token.end()
+    return found
+
+
 _TEST = re.compile(r"^\s*(?:TYPED_)?TEST(?:_[FP])?\(\s*(\w+)\s*,\s*(\w+)\s*\)", re.MULTILINE)
 
 
