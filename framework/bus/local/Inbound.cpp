@@ -37,9 +37,9 @@ namespace {
 constexpr std::size_t maxPendingHellos = 16;
 constexpr std::uint64_t helloTime = 1000;
 constexpr std::uint64_t listenPause = 100;
-// Taken from the listener, or from one connection, before the others have their turn.
+// Of the listener, or of one connection, before the others have their turn.
 constexpr int acceptsPerTurn = 32;
-constexpr int packetsPerTurn = 32;
+constexpr int readsPerTurn = 2;
 constexpr int everything = -1;
 
 bool watch(int epollFd, int fd, std::uint64_t id) {
@@ -86,7 +86,7 @@ bool Inbound::acceptOne(TransportSink& sink) {
   if (!watch(epollFd, fd.get(), id)) return true;
   makeRoomForHello(sink);
   const std::uint64_t due = monotonicMilliseconds() + helloTime;
-  connections.emplace(id, Connection{std::move(fd), peer.pid, peer.uid, {}, 0});
+  connections.emplace(id, Connection{std::move(fd), peer.pid, peer.uid, {}});
   pendingHellos.emplace(id, due);
   // The hello of an honest peer is mostly there already.
   readPackets(id, sink, 1);
@@ -130,23 +130,33 @@ int Inbound::onTime(TransportSink& sink) {
 }
 
 void Inbound::onConnectionReady(std::uint64_t id, TransportSink& sink) {
-  readPackets(id, sink, packetsPerTurn);
+  readPackets(id, sink, readsPerTurn);
 }
 
 void Inbound::readPackets(std::uint64_t id, TransportSink& sink, int limit) {
-  ReceivedPacket packet;
+  PacketReader::Packets packets;
   for (int taken = 0; taken != limit; ++taken) {
     const auto position = connections.find(id);
     if (position == connections.end()) return;
     Connection& connection = position->second;
-    const ReceiveResult result = reader.receive(connection.fd.get(), packet);
-    if (result == ReceiveResult::nothingNow) return;
-    if (result == ReceiveResult::ended || !takePacket(id, connection, packet, sink)) {
+    // What follows a hello is read after others of that name are, with the same reader.
+    const std::size_t wanted = connection.name.empty() ? 1 : PacketReader::most;
+    const bool goesOn = reader.receive(connection.fd.get(), wanted, packets);
+    if (!takePackets(id, connection, packets, sink) || !goesOn) {
       pendingHellos.erase(id);
       connections.erase(id);
       return;
     }
+    if (packets.size() < wanted) return;
   }
+}
+
+bool Inbound::takePackets(std::uint64_t id, Connection& connection, PacketReader::Packets& packets,
+                          TransportSink& sink) {
+  for (ReceivedPacket& packet : packets) {
+    if (!takePacket(id, connection, packet, sink)) return false;
+  }
+  return true;
 }
 
 bool Inbound::takePacket(std::uint64_t id, Connection& connection, ReceivedPacket& packet,
@@ -170,7 +180,6 @@ bool Inbound::takeHello(std::uint64_t id, Connection& connection, const Received
   takeEarlierHellos(id, sink);
   endOlder(id, hello->name, sink);
   connection.name = hello->name;
-  connection.generation = hello->generation;
   pendingHellos.erase(id);
   return true;
 }

@@ -40,7 +40,6 @@ class Inbound {
     pid_t pid = 0;
     uid_t uid = 0;
     std::string name;  // empty until it is proven
-    std::uint64_t generation = 0;
   };
   using Connections = std::map<std::uint64_t, Connection>;
 
@@ -49,6 +48,8 @@ class Inbound {
   void makeRoomForHello(TransportSink& sink);
   void closeIfSilent(std::uint64_t id, const char* why, TransportSink& sink);
   void readPackets(std::uint64_t id, TransportSink& sink, int limit);
+  bool takePackets(std::uint64_t id, Connection& connection, PacketReader::Packets& packets,
+                   TransportSink& sink);
   bool takePacket(std::uint64_t id, Connection& connection, ReceivedPacket& packet,
                   TransportSink& sink);
   bool takeHello(std::uint64_t id, Connection& connection, const ReceivedPacket& packet,

@@ -1,11 +1,12 @@
 // SPDX-FileCopyrightText: libvelpmsg contributors
 // SPDX-License-Identifier: Apache-2.0
-// recvmsg(), and ownership of every descriptor before anything is judged.
+// recvmmsg(), and ownership of every descriptor before anything is judged.
 #include "bus/local/receivePacket.h"
 
 #include <sys/socket.h>
 #include <sys/uio.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstring>
@@ -19,6 +20,9 @@ namespace {
 
 // Room for one descriptor; some systems' padding lets a second one in.
 using ControlBuffer = std::array<unsigned char, CMSG_SPACE(sizeof(int))>;
+
+// Of the longest packet that is taken.
+constexpr std::size_t packetRoom = PacketHeader::size + maxInlineFrame;
 
 void takeDescriptors(cmsghdr* control, ReceivedPacket& packet) {
   const std::size_t count = (control->cmsg_len - CMSG_LEN(0)) / sizeof(int);
@@ -40,36 +44,70 @@ void takeControlMessages(msghdr& message, ReceivedPacket& packet) {
   }
 }
 
+// The headers that one call fills.
+class Headers {
+ public:
+  Headers(unsigned char* buffers, std::size_t count) : count(count) {
+    for (std::size_t i = 0; i < count; ++i) {
+      wholes[i] = {buffers + i * packetRoom, packetRoom};
+      msghdr& header = headers[i].msg_hdr;
+      header = {};
+      header.msg_iov = &wholes[i];
+      header.msg_iovlen = 1;
+      header.msg_control = controls[i].bytes.data();
+      header.msg_controllen = controls[i].bytes.size();
+    }
+  }
+
+  // Returns how many came, or -1.
+  int receive(int fd) {
+    return recvmmsg(fd, headers.data(), static_cast<unsigned int>(count),
+                    MSG_DONTWAIT | MSG_CMSG_CLOEXEC, nullptr);
+  }
+
+  ReceivedPacket take(std::size_t i) {
+    ReceivedPacket packet;
+    msghdr& header = headers[i].msg_hdr;
+    takeControlMessages(header, packet);
+    packet.bytes = static_cast<const unsigned char*>(wholes[i].iov_base);
+    packet.size = headers[i].msg_len;
+    packet.truncated = (header.msg_flags & (MSG_TRUNC | MSG_CTRUNC)) != 0;
+    return packet;
+  }
+
+ private:
+  struct alignas(cmsghdr) Control {
+    ControlBuffer bytes;
+  };
+
+  const std::size_t count;
+  std::array<iovec, PacketReader::most> wholes;
+  std::array<Control, PacketReader::most> controls;
+  std::array<mmsghdr, PacketReader::most> headers;
+};
+
 }  // namespace
 
-PacketReader::PacketReader() : buffer(PacketHeader::size + maxInlineFrame) {}
+PacketReader::PacketReader() : buffers(new unsigned char[most * packetRoom]) {}
 
-ReceiveResult PacketReader::receive(int fd, ReceivedPacket& packet) {
-  packet = ReceivedPacket();
-  alignas(cmsghdr) ControlBuffer control;
-  iovec whole{buffer.data(), buffer.size()};
-  msghdr message = {};
-  ssize_t size;
+bool PacketReader::receive(int fd, std::size_t limit, Packets& packets) {
+  packets.clear();
+  int count;
   bool errorSeen = false;
   do {
-    message = {};
-    message.msg_iov = &whole;
-    message.msg_iovlen = 1;
-    message.msg_control = control.data();
-    message.msg_controllen = control.size();
-    size = recvmsg(fd, &message, MSG_DONTWAIT | MSG_CMSG_CLOEXEC);
+    Headers headers(buffers.get(), limit);
+    count = headers.receive(fd);
+    for (int i = 0; i < count; ++i) packets.push_back(headers.take(static_cast<std::size_t>(i)));
     // A reset stands in front of the packets that came before it; it is told once.
-  } while (size < 0 &&
+  } while (count < 0 &&
            (errno == EINTR || (errno == ECONNRESET && !std::exchange(errorSeen, true))));
-  if (size < 0) {
-    return errno == EAGAIN ? ReceiveResult::nothingNow : ReceiveResult::ended;
-  }
-  takeControlMessages(message, packet);
-  if (size == 0) return ReceiveResult::ended;
-  packet.bytes = buffer.data();
-  packet.size = static_cast<std::size_t>(size);
-  packet.truncated = (message.msg_flags & (MSG_TRUNC | MSG_CTRUNC)) != 0;
-  return ReceiveResult::packet;
+  if (count < 0) return errno == EAGAIN;
+  // The end reads as packets without bytes.
+  const auto isEnd = [](const ReceivedPacket& packet) { return packet.size == 0; };
+  const auto end = std::find_if(packets.begin(), packets.end(), isEnd);
+  const bool ended = end != packets.end();
+  packets.erase(end, packets.end());
+  return !ended;
 }
 
 }  // namespace velp

@@ -1,10 +1,11 @@
 // SPDX-FileCopyrightText: libvelpmsg contributors
 // SPDX-License-Identifier: Apache-2.0
-// Takes one packet from a local connection.
+// Takes packets from a local connection.
 #pragma once
 
+#include <boost/container/static_vector.hpp>
 #include <cstddef>
-#include <string>
+#include <memory>
 #include <vector>
 
 #include "bus/local/BusFd.h"
@@ -13,28 +14,32 @@ namespace velp {
 
 /// One packet as it came, with all descriptors that came along.
 struct ReceivedPacket {
-  const unsigned char* bytes = nullptr;  ///< in the reader's buffer, until the next packet
+  const unsigned char* bytes = nullptr;  ///< in the reader's buffer, until it receives again
   std::size_t size = 0;
   std::vector<BusFd> fds;
   bool truncated = false;       ///< bytes or descriptors were cut off
   bool foreignControl = false;  ///< a control message of another kind came along
 };
 
-enum class ReceiveResult { packet, nothingNow, ended };
-
-/// Reads packets into one buffer.
+/// Reads packets into its buffers, several in one call.
 ///
-/// Threads: one at a time. Blocks: never. Owns: the buffer. Fails: see receive().
+/// Threads: one at a time. Blocks: never. Owns: the buffers. Fails: see receive().
 class PacketReader {
  public:
+  /// The most packets that one call takes.
+  static constexpr std::size_t most = 16;
+  using Packets = boost::container::static_vector<ReceivedPacket, most>;
+
   PacketReader();
 
-  /// Takes the next packet of `fd`, if there is one. An error pending on the connection is passed
-  /// over: what was sent before it is still to be read.
-  ReceiveResult receive(int fd, ReceivedPacket& packet);
+  /// Takes the next packets of `fd`, as many as there are and at most `limit`. An error pending on
+  /// the connection is passed over: what was sent before it is still to be read. False when
+  /// nothing comes behind these packets.
+  bool receive(int fd, std::size_t limit, Packets& packets);
 
  private:
-  std::vector<unsigned char> buffer;
+  // Not initialised: pages that no packet has reached cost nothing.
+  const std::unique_ptr<unsigned char[]> buffers;
 };
 
 }  // namespace velp

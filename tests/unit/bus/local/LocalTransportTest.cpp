@@ -148,7 +148,7 @@ TEST_F(LocalTransportTest, TellsItsLivesApart) {
     const unsigned char frame = 1;
     EXPECT_TRUE(sut->send("Receiver", &frame, 1));
     const BusFd connection(accept4(receiver.get(), nullptr, nullptr, SOCK_CLOEXEC));
-    PacketReader reader;
+    SingleReader reader;
     ReceivedPacket packet;
     EXPECT_EQ(reader.receive(connection.get(), packet), ReceiveResult::packet);
     const auto hello = decodeHello(packet.bytes, packet.size);

@@ -32,7 +32,7 @@ class OutboundTest : public LocalBus {
   BusFd accept() const { return BusFd(accept4(listener->get(), nullptr, nullptr, SOCK_CLOEXEC)); }
   /// What is in the connection's queue.
   static std::vector<Bytes> packets(const BusFd& connection) {
-    PacketReader reader;
+    SingleReader reader;
     ReceivedPacket packet;
     std::vector<Bytes> all;
     while (reader.receive(connection.get(), packet) == ReceiveResult::packet) {

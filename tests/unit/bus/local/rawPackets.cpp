@@ -25,6 +25,14 @@ SocketPair::SocketPair() {
   right = BusFd(ends[1]);
 }
 
+ReceiveResult SingleReader::receive(int fd, ReceivedPacket& packet) {
+  PacketReader::Packets packets;
+  const bool goesOn = reader.receive(fd, 1, packets);
+  packet = packets.empty() ? ReceivedPacket() : std::move(packets.front());
+  if (!packets.empty()) return ReceiveResult::packet;
+  return goesOn ? ReceiveResult::nothingNow : ReceiveResult::ended;
+}
+
 bool sendRaw(int fd, const Bytes& bytes, std::size_t count, int descriptor) {
   Bytes content = bytes;
   iovec whole{content.data(), content.size()};

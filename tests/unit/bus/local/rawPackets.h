@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "bus/local/BusFd.h"
+#include "bus/local/receivePacket.h"
 #include "unit/bus/local/LocalFixture.h"
 
 namespace velp::test {
@@ -22,6 +23,17 @@ struct SocketPair {
   SocketPair();
   BusFd left;
   BusFd right;
+};
+
+enum class ReceiveResult { packet, nothingNow, ended };
+
+/// Reads packets one by one.
+class SingleReader {
+ public:
+  ReceiveResult receive(int fd, ReceivedPacket& packet);
+
+ private:
+  PacketReader reader;
 };
 
 /// Sends one packet with `count` copies of `descriptor`. False, with errno, when that failed.

@@ -22,7 +22,7 @@ class ReceivePacket : public testing::Test {
   Bytes bytes() const { return Bytes(packet.bytes, packet.bytes + packet.size); }
 
   SocketPair pair;
-  PacketReader sut;
+  SingleReader sut;
   ReceivedPacket packet;
 };
 
@@ -78,7 +78,7 @@ TEST_F(ReceivePacket, NeverLosesSightOfSurplusDescriptors) {
 TEST_F(ReceivePacket, KnowsADescriptorThatItHadNoRoomFor) {
   ASSERT_TRUE(sendRaw(pair.left.get(), {1}, 1));
   const int fd = pair.right.get();
-  PacketReader reader;
+  SingleReader reader;
   ReceivedPacket cut;
   ReceiveResult result = ReceiveResult::ended;
   {
@@ -119,9 +119,7 @@ TEST_F(ReceivePacket, OwnsTheDescriptorsOfAnEmptyOne) {
   for (const std::size_t count : {std::size_t{1}, std::size_t{2}, mostDescriptors}) {
     ASSERT_TRUE(sendRaw(pair.left.get(), {}, count));
     EXPECT_EQ(receive(), ReceiveResult::ended);
-    EXPECT_FALSE(packet.fds.empty());
   }
-  packet = ReceivedPacket();
 }
 
 TEST_F(ReceivePacket, TakesWhatCameBeforeTheEnd) {
@@ -147,14 +145,14 @@ TEST_F(ReceivePacket, TakesWhatCameBeforeAReset) {
 
 TEST_F(ReceivePacket, EndsAtTheSecondReset) {
   ASSERT_TRUE(sendRaw(pair.left.get(), {1}));
-  const FailingCall failing(Call::recvmsg, {ECONNRESET, ECONNRESET});
+  const FailingCall failing(Call::recvmmsg, {ECONNRESET, ECONNRESET});
   EXPECT_EQ(receive(), ReceiveResult::ended);
   EXPECT_EQ(failing.calls(), 2u);
 }
 
 TEST_F(ReceivePacket, GoesOnAfterInterruptions) {
   ASSERT_TRUE(sendRaw(pair.left.get(), {1}));
-  const FailingCall interrupted(Call::recvmsg, {EINTR, EINTR, ECONNRESET, EINTR});
+  const FailingCall interrupted(Call::recvmmsg, {EINTR, EINTR, ECONNRESET, EINTR});
   EXPECT_EQ(receive(), ReceiveResult::packet);
   EXPECT_EQ(interrupted.calls(), 5u);
 }
@@ -163,6 +161,89 @@ TEST_F(ReceivePacket, EndsAtAnyOtherError) {
   const BusFd unconnected(socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0));
   EXPECT_EQ(sut.receive(unconnected.get(), packet), ReceiveResult::ended);
   EXPECT_EQ(sut.receive(-1, packet), ReceiveResult::ended);
+}
+
+class ReceivePackets : public testing::Test {
+ protected:
+  /// The first bytes of what one call brings.
+  std::string receive(std::size_t limit = PacketReader::most) {
+    PacketReader::Packets packets;
+    goesOn = sut.receive(pair.right.get(), limit, packets);
+    std::string firsts;
+    for (const ReceivedPacket& packet : packets) {
+      firsts.push_back(static_cast<char>(packet.bytes[0]));
+    }
+    return firsts;
+  }
+  void send(const std::string& firsts) {
+    for (const char first : firsts) {
+      ASSERT_TRUE(sendRaw(pair.left.get(), {static_cast<unsigned char>(first), 'x'}));
+    }
+  }
+
+  SocketPair pair;
+  PacketReader sut;
+  bool goesOn = false;
+};
+
+TEST_F(ReceivePackets, TakesAllThereAreInOneCall) {
+  send("abc");
+  const FailingCall counted(Call::recvmmsg, {});
+  EXPECT_EQ(receive(), "abc");
+  EXPECT_TRUE(goesOn);
+  EXPECT_EQ(counted.calls(), 1u);
+}
+
+TEST_F(ReceivePackets, TakesNoMoreThanItsLimit) {
+  send("abc");
+  EXPECT_EQ(receive(2), "ab");
+  EXPECT_EQ(receive(2), "c");
+  EXPECT_EQ(receive(2), "");
+  EXPECT_TRUE(goesOn);
+}
+
+TEST_F(ReceivePackets, TakesSixteenAtMost) {
+  send("abcdefghijklmnopqr");
+  EXPECT_EQ(receive(), "abcdefghijklmnop");
+  EXPECT_EQ(receive(), "qr");
+}
+
+TEST_F(ReceivePackets, TellsTheEndTogetherWithWhatCameBefore) {
+  send("ab");
+  pair.left.reset();
+  EXPECT_EQ(receive(), "ab");
+  EXPECT_FALSE(goesOn);
+}
+
+TEST_F(ReceivePackets, FindsTheEndBehindAsManyAsWereAskedFor) {
+  send("ab");
+  pair.left.reset();
+  EXPECT_EQ(receive(2), "ab");
+  EXPECT_TRUE(goesOn);
+  EXPECT_EQ(receive(2), "");
+  EXPECT_FALSE(goesOn);
+}
+
+TEST_F(ReceivePackets, DropsWhatComesBehindAnEmptyOneWithItsDescriptors) {
+  const NoLeaks noLeaks;
+  send("a");
+  ASSERT_TRUE(sendRaw(pair.left.get(), {}, 1));
+  ASSERT_TRUE(sendRaw(pair.left.get(), {'b'}, 1));
+  EXPECT_EQ(receive(), "a");
+  EXPECT_FALSE(goesOn);
+}
+
+TEST_F(ReceivePackets, KeepsTheDescriptorsOfEachApart) {
+  const NoLeaks noLeaks;
+  send("a");
+  ASSERT_TRUE(sendRaw(pair.left.get(), {'b'}, 1));
+  send("c");
+  PacketReader::Packets packets;
+  EXPECT_TRUE(sut.receive(pair.right.get(), PacketReader::most, packets));
+  ASSERT_EQ(packets.size(), 3u);
+  EXPECT_TRUE(packets[0].fds.empty());
+  EXPECT_EQ(packets[1].fds.size(), 1u);
+  EXPECT_TRUE(packets[2].fds.empty());
 }
 
 }  // namespace

@@ -50,7 +50,7 @@ class SendPacket : public testing::Test {
   }
 
   SocketPair pair;
-  PacketReader reader;
+  SingleReader reader;
   ReceivedPacket packet;
 };
 

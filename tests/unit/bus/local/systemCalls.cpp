@@ -112,7 +112,9 @@ VELP_WRAP(int, mkdir, -1, (const char* path, mode_t mode), (path, mode))
 VELP_WRAP(ssize_t, pread64, -1, (int fd, void* bytes, std::size_t size, off_t offset),
           (fd, bytes, size, offset))
 VELP_WRAP(char*, realpath, nullptr, (const char* path, char* resolved), (path, resolved))
-VELP_WRAP(ssize_t, recvmsg, -1, (int fd, msghdr* message, int flags), (fd, message, flags))
+VELP_WRAP(int, recvmmsg, -1,
+          (int fd, mmsghdr* messages, unsigned int count, int flags, timespec* limit),
+          (fd, messages, count, flags, limit))
 VELP_WRAP(ssize_t, sendmsg, -1, (int fd, const msghdr* message, int flags), (fd, message, flags))
 VELP_WRAP(int, socket, -1, (int domain, int type, int protocol), (domain, type, protocol))
 VELP_WRAP(int, unlinkat, -1, (int directory, const char* path, int flags), (directory, path, flags))

@@ -29,7 +29,7 @@ enum class Call {
   pread64,
   pthread_mutex_lock,
   realpath,
-  recvmsg,
+  recvmmsg,
   sendmsg,
   socket,
   unlinkat,
