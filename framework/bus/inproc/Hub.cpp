@@ -64,8 +64,8 @@ bool Inbox::put(const std::string& source, const unsigned char* bytes, std::size
   return true;
 }
 
-std::deque<Inbox::Frame> Inbox::takeAll() {
-  std::deque<Frame> taken;
+std::vector<Inbox::Frame> Inbox::takeAll() {
+  std::vector<Frame> taken;
   MutexLocker locker(mutex);
   while (frames.empty() && !stopped) changed.wait(mutex);
   if (!stopped) taken.swap(frames);

@@ -3,7 +3,6 @@
 // A bus inside the process: inboxes by name.
 #pragma once
 
-#include <deque>
 #include <map>
 #include <memory>
 #include <string>
@@ -27,14 +26,14 @@ class Inbox {
   /// Queues a copy; false when the inbox is full.
   bool put(const std::string& source, const unsigned char* bytes, std::size_t size);
   /// Waits for frames and takes them all; none means stop().
-  std::deque<Frame> takeAll();
+  std::vector<Frame> takeAll();
   /// Makes takeAll() return without frames, now and ever after.
   void stop();
 
  private:
   Mutex mutex;
   Condition changed;
-  std::deque<Frame> frames VELP_GUARDED_BY(mutex);
+  std::vector<Frame> frames VELP_GUARDED_BY(mutex);
   std::size_t byteCount VELP_GUARDED_BY(mutex) = 0;
   bool stopped VELP_GUARDED_BY(mutex) = false;
 };

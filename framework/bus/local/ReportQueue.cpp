@@ -52,7 +52,7 @@ void ReportQueue::refusal(int code, std::string text) {
 }
 
 void ReportQueue::hand(TransportSink& sink) {
-  std::deque<Report> taken;
+  std::vector<Report> taken;
   {
     MutexLocker locker(mutex);
     taken.swap(reports);

@@ -3,8 +3,8 @@
 // Reports on their way to the reception thread.
 #pragma once
 
-#include <deque>
 #include <string>
+#include <vector>
 
 #include "bus/ReportLimiter.h"
 #include "bus/Transport.h"
@@ -42,7 +42,7 @@ class ReportQueue {
 
   const BusFd wakeFd;
   Mutex mutex;
-  std::deque<Report> reports VELP_GUARDED_BY(mutex);
+  std::vector<Report> reports VELP_GUARDED_BY(mutex);
   ReportLimiter limiter VELP_GUARDED_BY(mutex);
 };
 
