@@ -35,6 +35,10 @@ void addOptions(CLI::App& command, Options& options) {
   command.add_option("--answer", options.answer, "bytes of an answer");
   command.add_option("--size", options.size, "bytes of a one-way message");
   command.add_option("--watch", options.watch, "processes whose usage counts too")->delimiter(',');
+  command.add_option("--number", options.number, "which of the services this is");
+  command.add_option("--services", options.services, "services that the client asks in turn");
+  command.add_option("--ids", options.ids, "kinds of request that are known, or used");
+  command.add_option("--first-id", options.firstID, "first kind of request that is used");
 }
 
 void addRole(CLI::App& app, const char* name, const char* text, Options& options,
@@ -172,6 +176,7 @@ void measure(const Options& options, const Exchange& exchange) {
   json result = describe(usageOf(options.watch) - before);
   result["count"] = options.count;
   result["elapsed_ns"] = last - begin;
+  result["end_ns"] = last;
   result["errors"] = errors;
   result.update(describeTimes(std::move(times)));
   print(result);

@@ -66,6 +66,12 @@ struct Options {
   std::size_t answer = 64;     ///< bytes of an answer; the client checks it
   std::size_t size = 64;       ///< bytes of a one-way message
   std::vector<pid_t> watch;    ///< processes whose usage counts too: services and brokers
+
+  // For a system that is measured as it grows.
+  unsigned int number = 0;    ///< which of the services this one is
+  unsigned int services = 1;  ///< how many the client asks in turn
+  unsigned int ids = 2;       ///< how many kinds of request the service knows, or the client uses
+  unsigned int firstID = 0;   ///< the first kind that the client uses
 };
 
 using Role = std::function<void(const Options&)>;
@@ -109,8 +115,8 @@ class Answer {
 /// Sends the request and returns its answer, valid until the next call; an empty one for a failure.
 using Exchange = std::function<View(const Bytes& request)>;
 /// Asks options.warmUp + options.count times, checks number and size of each answer and prints:
-/// count, elapsed_ns, p50_ns, p99_ns, max_ns, cpu_ns, voluntary, involuntary, errors. The usage is
-/// that of this process and of options.watch while the measured requests ran.
+/// count, elapsed_ns, end_ns, p50_ns, p99_ns, max_ns, cpu_ns, voluntary, involuntary, errors. The
+/// usage is that of this process and of options.watch while the measured requests ran.
 void measure(const Options& options, const Exchange& exchange);
 
 /// Counts one-way messages.

@@ -32,12 +32,14 @@ void ask(const Options& options) {
     service.sendTo(request.getText(), responseOf(request, answer));
     return AVAILABLE;
   };
-  for (const auto id : benchIDs) handler.registerRequest(id, AVAILABLE, reply);
+  for (unsigned int id = 0; id != options.ids; ++id) {
+    handler.registerRequest(benchID(id), AVAILABLE, reply);
+  }
   service.setCallBack(handler);
-  service.connect(serviceName, bus);
+  service.connect(serviceName(options.number), bus);
   VelpBusProxy::getInstance()->connect(clientName(), bus);
-  VelpClientMessageResponse response;
-  measure(options, [&](const Bytes& request) { return exchange(request, response); });
+  Client client(options);
+  measure(options, [&](const Bytes& request) { return client.exchange(request); });
   service.disconnect();
 }
 

@@ -26,15 +26,17 @@ void serve(const Options& options) {
                                                  answer.to(asked.data(), asked.size()));
     return AVAILABLE;
   };
-  for (const auto id : benchIDs) handler.registerRequest(id, AVAILABLE, reply);
-  join(serviceName, options);
+  for (unsigned int id = 0; id != options.ids; ++id) {
+    handler.registerRequest(benchID(id), AVAILABLE, reply);
+  }
+  join(serviceName(options.number), options);
   serveUntilEnd();
 }
 
 void ask(const Options& options) {
   join(clientName(), options);
-  VelpClientMessageResponse response;
-  measure(options, [&](const Bytes& request) { return exchange(request, response); });
+  Client client(options);
+  measure(options, [&](const Bytes& request) { return client.exchange(request); });
 }
 
 void count(const Options& options) {

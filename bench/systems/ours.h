@@ -3,8 +3,8 @@
 // What the benchmarks of this library share, over whatever transport.
 #pragma once
 
-#include <array>
 #include <string>
+#include <vector>
 
 #include "bench/harness/harness.h"
 #include "velp/message/VelpClientMessageRequest.h"
@@ -13,19 +13,32 @@
 
 namespace velp::bench {
 
-/// A client uses them in turn, as a service takes the next request of an ID a little after it has
-/// answered the last one.
-constexpr std::array<VelpClientMessageBase::velpMsgID_t, 2> benchIDs{
-    static_cast<VelpClientMessageBase::velpMsgID_t>(1000),
-    static_cast<VelpClientMessageBase::velpMsgID_t>(1001)};
-constexpr char serviceName[] = "service";
+/// The kind of request with this number.
+constexpr VelpClientMessageBase::velpMsgID_t benchID(unsigned int number) {
+  return static_cast<VelpClientMessageBase::velpMsgID_t>(1000 + number);
+}
+
 constexpr char receiverName[] = "receiver";
 
+/// The name of the service with this number.
+std::string serviceName(unsigned int number);
 /// A client's name that no other process has.
 std::string clientName();
 
-/// Sends the request to the service, again when it was refused because another client's is served.
-View exchange(const Bytes& request, VelpClientMessageResponse& response);
+/// Sends requests to the services in turn, to each of them kinds of request in turn: a service has
+/// answered a little before it takes the next request of the same kind.
+class Client {
+ public:
+  explicit Client(const Options& options);
+  /// The answer, valid until the next one. A request that is refused as another client's of this
+  /// kind is served is sent again.
+  View exchange(const Bytes& request);
+
+ private:
+  const std::vector<std::string> services;
+  const Options& options;
+  VelpClientMessageResponse response;
+};
 
 /// Counts whatever comes, on the reception thread.
 class Receiver : public VelpBusProxyCallback {
