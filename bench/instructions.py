@@ -4,8 +4,8 @@
 """Instructions in user space for one request, both processes together, counted by callgrind.
 
 Counted is the difference of two runs that differ in the number of requests, so that start and end
-cancel. How long a thread waits, and how often it looks meanwhile, differs from run to run: "waiting"
-stands apart, and what remains repeats within about a percent, however busy the machine is.
+cancel. How long a thread waits, and how often it looks meanwhile, differs from run to run:
+"waiting" stands apart, and the rest repeats within some percent, however busy the machine is.
 """
 
 import argparse
@@ -30,7 +30,7 @@ GROUPS = [
                 r"|std::condition_variable"),
     ("locks", r".*pthread_(mutex|rwlock)|Mutex|.*SignalLocker"),
     ("allocation", r"malloc|free|calloc|realloc|operator (new|delete)|_int_|arena|tcache|unlink_"),
-    ("copying", r"__mem|std::__cxx11::basic_string|std::vector|std::deque|void std::(vector|deque)"),
+    ("copying", r"__mem|std::__cxx11::basic_string|(void )?std::(vector|deque)"),
     ("system calls", r"(__)?(libc_)?(send|recv|read|write|close|fcntl|epoll|pread|memfd)"
                      r"|__pthread_(en|dis)able_async"),
     ("this program", r"velp::bench|std::thread|std::_Function|void std::__intro|boost::detail::func"

@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // gRPC over a socket in the file system: unary calls, and one stream of one-way messages, which
 // the library may gather. Its further options changed nothing that could be told from noise.
+#include <bench.grpc.pb.h>
 #include <grpcpp/grpcpp.h>
 
 #include <cstdlib>
@@ -9,7 +10,6 @@
 #include <stdexcept>
 #include <string>
 
-#include "bench.grpc.pb.h"
 #include "bench/harness/harness.h"
 
 namespace {
