@@ -3,9 +3,9 @@
 // Writes log lines, whole and in turn.
 #include "velp/runtime/LogUtil.h"
 
-#include <ios>
 #include <iostream>
 
+#include "isForcedUnwind.h"
 #include "velp/runtime/MutexLocker.h"
 
 namespace {
@@ -38,7 +38,8 @@ void LogUtil::write(const char* levelTag, const char* classTag, const char* func
   MutexLocker locker(mutex);
   try {
     writeAndFlush(line);
-  } catch (const std::ios_base::failure&) {
+  } catch (...) {
     // The service made its std::cout throw; losing a line must not stop what was logging.
+    if (velp::isForcedUnwind()) throw;
   }
 }

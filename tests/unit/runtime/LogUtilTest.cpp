@@ -5,13 +5,17 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <pthread.h>
 
 #include <cstddef>
+#include <functional>
 #include <iomanip>
 #include <iostream>
+#include <stdexcept>
 #include <streambuf>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "tests/support/LogCapture.h"
@@ -78,6 +82,21 @@ class FillableBuffer : public std::streambuf {
     written.append(text, static_cast<std::size_t>(size));
     return size;
   }
+};
+
+// Does something of its own when a line is written.
+class ActingBuffer : public std::streambuf {
+ public:
+  explicit ActingBuffer(std::function<void()> action) : action(std::move(action)) {}
+
+ protected:
+  std::streamsize xsputn(const char*, std::streamsize size) override {
+    action();
+    return size;
+  }
+
+ private:
+  const std::function<void()> action;
 };
 
 // Takes the log mutex before other constructors run, as a static object that logs would.
@@ -180,6 +199,30 @@ TEST(LogUtil, NeverThrowsEvenIfStandardOutputDoes) {
   EXPECT_FALSE(logMutexIsHeld());
   std::cout.clear();
   std::cout.exceptions(exceptions);
+}
+
+TEST(LogUtil, NeverThrowsWhateverTheServicesBufferThrows) {
+  ActingBuffer buffer([] { throw std::runtime_error("no"); });
+  const BufferSwap swap(buffer);
+  const auto exceptions = std::cout.exceptions();
+  std::cout.exceptions(std::ios_base::badbit);
+
+  EXPECT_NO_THROW(LogUtil::info("VelS", "f", "lost"));
+
+  EXPECT_FALSE(logMutexIsHeld());
+  std::cout.clear();
+  std::cout.exceptions(exceptions);
+}
+
+TEST(LogUtil, LetsAThreadEndInTheMidstOfALine) {
+  ActingBuffer buffer([] { pthread_exit(nullptr); });
+  {
+    const BufferSwap swap(buffer);
+    std::thread([] { LogUtil::info("VelS", "f", "lost"); }).join();
+  }
+
+  EXPECT_FALSE(logMutexIsHeld());
+  std::cout.clear();
 }
 
 TEST(LogUtil, MutexWorksBeforeAnyConstructorHasRun) {
