@@ -38,7 +38,7 @@ class Participant::Impl {
  private:
   class LinkUse;
 
-  void refuseWhileConnected();
+  [[noreturn]] static void refuseWhileConnected();
   void setLink(std::unique_ptr<Link> next);
 
   const unsigned int generation = forkGeneration();

@@ -9,6 +9,8 @@
 #include <mutex>
 #include <utility>
 
+#include "velp/bus/Participant.h"
+
 namespace velp::test {
 
 namespace {
@@ -41,6 +43,9 @@ WaitHook::~WaitHook() {
   setHook({});
 }
 
+std::function<void()> beforeNextParticipant;
+bool busyLinks = false;
+
 NoMoreThreads::NoMoreThreads() {
   noMoreThreads = true;
 }
@@ -66,4 +71,16 @@ int __wrap_pthread_create(pthread_t* thread, const pthread_attr_t* attributes,
   if (velp::test::noMoreThreads) return EAGAIN;
   return __real_pthread_create(thread, attributes, function, argument);
 }
+
+int __real_pthread_rwlock_tryrdlock(pthread_rwlock_t*);
+int __wrap_pthread_rwlock_tryrdlock(pthread_rwlock_t* lock) {
+  return velp::test::busyLinks ? EBUSY : __real_pthread_rwlock_tryrdlock(lock);
+}
+}
+
+void realMake(velp::Participant*) asm("__real__ZN4velp11ParticipantC1Ev");
+void make(velp::Participant*) asm("__wrap__ZN4velp11ParticipantC1Ev");
+void make(velp::Participant* participant) {
+  if (const auto hook = std::exchange(velp::test::beforeNextParticipant, {})) hook();
+  realMake(participant);
 }

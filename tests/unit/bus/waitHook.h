@@ -26,4 +26,10 @@ class NoMoreThreads {
   NoMoreThreads& operator=(const NoMoreThreads&) = delete;
 };
 
+/// Runs before the next participant is made, and not again.
+extern std::function<void()> beforeNextParticipant;
+
+/// While true, no link can be had without waiting.
+extern bool busyLinks;
+
 }  // namespace velp::test

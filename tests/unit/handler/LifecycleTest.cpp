@@ -6,6 +6,7 @@
 #include <boost/weak_ptr.hpp>
 #include <thread>
 #include <type_traits>
+#include <utility>
 
 #include "LifecycleFixture.h"
 #include "ThreadCalls.h"
@@ -87,6 +88,25 @@ TEST_F(Lifecycle, StopSignalsOnceAndJoinsOnce) {
 
   EXPECT_EQ(callsOf(PosixCall::condSignal), signals + 1);
   EXPECT_EQ(threadCalls().joins, joins + 1);
+}
+
+TEST_F(Lifecycle, OfTwoStopsAtTheSameTimeOneJoins) {
+  makeIdle();
+  const unsigned int joins = threadCalls().joins;
+  const pthread_t stopper = pthread_self();
+  // The second comes when the first has found the worker running, and is done before it goes on.
+  bool nested = false;
+  registrations().before("write", [this, stopper, &nested] {
+    if (!pthread_equal(pthread_self(), stopper) || std::exchange(nested, true)) return;
+    sut->stop();
+  });
+
+  sut->stop();
+
+  EXPECT_EQ(threadCalls().joins, joins + 1);
+  EXPECT_EQ(capture.count(texts::handlerStops), 2u);
+  EXPECT_EQ(capture.count(texts::handlerStopped), 2u);
+  EXPECT_FALSE(HandlerInside::hasHandle(*sut));
 }
 
 TEST_F(Lifecycle, WorkerEndsItsThreadItselfAndWithoutAResult) {

@@ -109,3 +109,12 @@ bool sendTo(VelpBusProxy* proxy, const std::string& target, const MessageBase& m
   registrations().runHook("sendTo");
   return realSendTo(proxy, target, message);
 }
+
+void realWrite(const char*, const char*, const char*, const std::string&) asm(
+    "__real__ZN7LogUtil5writeEPKcS1_S1_RKNSt7__cxx1112basic_stringIcSt11char_traitsIcESaIcEEE");
+void writeLine(const char*, const char*, const char*, const std::string&) asm(
+    "__wrap__ZN7LogUtil5writeEPKcS1_S1_RKNSt7__cxx1112basic_stringIcSt11char_traitsIcESaIcEEE");
+void writeLine(const char* level, const char* tag, const char* function, const std::string& text) {
+  registrations().runHook("write");
+  realWrite(level, tag, function, text);
+}

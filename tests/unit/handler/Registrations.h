@@ -18,8 +18,8 @@ class Registrations {
   /// The calls, a filter with its kinds in hexadecimal.
   std::vector<std::string> all() const;
   void clear();
-  /// Runs `hook` before the next calls of `operation`: one of the three, or sendTo, which is not
-  /// written down.
+  /// Runs `hook` before the next calls of `operation`: one of the three, or sendTo or write (of a
+  /// log line), which are not written down.
   void before(const std::string& operation, std::function<void()> hook);
 
   void note(const std::string& operation, const std::string& text);
