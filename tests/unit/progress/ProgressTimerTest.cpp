@@ -1,10 +1,15 @@
 // SPDX-FileCopyrightText: libvelpmsg contributors
 // SPDX-License-Identifier: Apache-2.0
 // What the progress handler asks of its timer, what it holds its lock for, and how it fails.
+#include <chrono>
 #include <functional>
+#include <future>
 #include <stdexcept>
+#include <thread>
 
 #include "HookedProgress.h"
+#include "velp/runtime/LogUtil.h"
+#include "velp/runtime/MutexLocker.h"
 
 namespace velp::test {
 namespace {
@@ -26,9 +31,28 @@ class ProgressTimer : public HookedProgress {
   std::vector<unsigned short> cancelled;
 };
 
+using ProgressOrder = ProgressTimer;
 using ProgressTimerQuirk = ProgressTimer;
 
-class ProgressLock : public ProgressTimer {};
+class ProgressLock : public ProgressTimer {
+ protected:
+  // Holds back the line that `operation` writes first, and looks whether the lock is taken then.
+  void expectLockedWhileLogging(const std::function<void()>& operation) {
+    std::future<void> done;
+    {
+      MutexLocker locker(LogUtil::mutex);
+      done = std::async(std::launch::async, operation);
+      const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+      while (!sut->isLocked() && std::chrono::steady_clock::now() < deadline) {
+        std::this_thread::yield();
+      }
+      EXPECT_EQ(done.wait_for(std::chrono::milliseconds(20)), std::future_status::timeout);
+      EXPECT_TRUE(sut->isLocked());
+    }
+    done.get();
+    EXPECT_FALSE(sut->isLocked());
+  }
+};
 
 class ProgressFailure : public ProgressTimer {
  protected:
@@ -77,6 +101,24 @@ TEST_F(ProgressTimer, CallsOneTickWithEachCall) {
   EXPECT_EQ(period, 7u);
   EXPECT_THAT(sent.all(), ElementsAre("RequesterOfALongName 50 10", "RequesterOfALongName 50 15",
                                       "RequesterOfALongName 50 20"));
+}
+
+TEST_F(ProgressOrder, LinesAreWrittenBeforeTheResponseThatTheyTellOf) {
+  std::vector<std::size_t> linesAtSends;
+  timerHooks().sendTo = [&](const std::string&, const MessageBase&) {
+    linesAtSends.push_back(capture.lines().size());
+    return true;
+  };
+  sut->traceLevel = 1;
+
+  EXPECT_EQ(start(), 0);
+  EXPECT_EQ(sut->update(20, 90, 4), 0);
+  EXPECT_EQ(sut->update(20, 90, "text"), 0);
+  EXPECT_EQ(sut->updateInfo(4), 0);
+  EXPECT_EQ(sut->updateInfo("text"), 0);
+  tick();
+
+  EXPECT_THAT(linesAtSends, ElementsAre(1, 2, 3, 4, 5, 6));
 }
 
 TEST_F(ProgressTimer, IsCancelledByStopWithItsHandle) {
@@ -180,6 +222,28 @@ TEST_F(ProgressLock, IsHeldWhileTheTimerIsRegisteredAndCancelled) {
   EXPECT_FALSE(sut->isLocked());
 
   EXPECT_EQ(calls, 2u);
+}
+
+TEST_F(ProgressLock, IsTakenBeforeTheFirstLineOfEachOperation) {
+  EXPECT_EQ(start(), 0);
+  sut->traceLevel = 2;
+
+  expectLockedWhileLogging([this] { start(); });
+  expectLockedWhileLogging([this] { sut->update(20, 90, 4); });
+  expectLockedWhileLogging([this] { sut->update(20, 90, "text"); });
+  expectLockedWhileLogging([this] { sut->updateInfo(4); });
+  expectLockedWhileLogging([this] { sut->updateInfo("text"); });
+  expectLockedWhileLogging([this] { tick(); });
+  expectLockedWhileLogging([this] { sut->stop(); });
+}
+
+TEST_F(ProgressLock, IsHeldWhileARefusalIsWritten) {
+  expectLockedWhileLogging([this] { sut->update(20, 90, 4); });
+  expectLockedWhileLogging([this] { sut->update(20, 90, "text"); });
+  expectLockedWhileLogging([this] { sut->updateInfo(4); });
+  expectLockedWhileLogging([this] { sut->updateInfo("text"); });
+  EXPECT_EQ(start(), 0);
+  expectLockedWhileLogging([this] { start(); });
 }
 
 TEST_F(ProgressLock, IsReleasedByRefusedCalls) {
