@@ -8,6 +8,7 @@
 #include <sys/time.h>
 
 #include <csignal>
+#include <type_traits>
 
 #include "support/LogCapture.h"
 #include "support/fixedTexts.h"
@@ -20,6 +21,10 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 using velp::test::LogCapture;
 using velp::test::Random;
+
+static_assert(!std::is_polymorphic_v<VelpMsgReqRmData>);
+static_assert(std::is_copy_constructible_v<VelpMsgReqRmData>);
+static_assert(std::is_copy_assignable_v<VelpMsgReqRmData>);
 
 Bytes encoded(const VelpMsgReqRmData& data) {
   LogCapture capture;
@@ -81,6 +86,15 @@ TEST(RmData, OfASelectiveModeWithoutSpansIsThreeBytes) {
   EXPECT_THAT(encoded(rmData(2)), ElementsAre(2, 0, 0));
   EXPECT_EQ(rmData(1).getDataBytesNeeded(), 3u);
   EXPECT_EQ(rmData(2).getDataBytesNeeded(), 3u);
+}
+
+TEST(RmData, OfEveryModeAbove2IsTheModeAlone) {
+  for (std::uint32_t mode = 3; mode <= 255; ++mode) {
+    const VelpMsgReqRmData sut = rmData(mode, {numbersSpan(1, 2), textSpan("a")});
+
+    EXPECT_THAT(encoded(sut), ElementsAre(mode));
+    EXPECT_EQ(sut.getDataBytesNeeded(), 1u) << mode;
+  }
 }
 
 TEST(RmData, WithNumbersIsWrittenAsDocumented) {
