@@ -438,7 +438,8 @@ TEST(VelTimerAfterFork, ChildsTimersWorkAnew) {
   ASSERT_TRUE(parents.waitFor(3));
 
   EXPECT_TRUE(succeedsInChild([&timer] {
-    Latch ticks;
+    // The ticks go on until the child is gone.
+    static Latch ticks;
     return timer.registerTimer(arriving(ticks), 1, 0, true) != 0 && ticks.waitFor(3);
   }));
   const unsigned int counted = parents.count();
