@@ -159,6 +159,14 @@ TEST_F(RmDataInUse, IsLeftAloneByANullPointer) {
   expectUntouched();
 }
 
+TEST_F(RmDataInUse, DoesNotTakeAnEmptyPayloadForTheRequestForEverything) {
+  const Bytes behindThePayload{0};
+
+  EXPECT_FALSE(sut.setData(behindThePayload.data(), 0));
+
+  expectUntouched();
+}
+
 TEST_F(RmDataInUse, IsLeftAloneByEveryTruncation) {
   for (std::size_t size = 0; size < mixed.size(); ++size) {
     const Exact part(Bytes(mixed.begin(), mixed.begin() + static_cast<std::ptrdiff_t>(size)));
