@@ -25,7 +25,8 @@
 /// Threads:  any operation from any thread, also from inside handler and timer callbacks; clear()
 ///           with the lock held; the destructor when no other operation runs or follows.
 /// Blocks:   the destructor until a running tick has returned; the others only while another
-///           operation or a tick of this object runs. None waits for the requester.
+///           operation or a tick of this object runs, the process sends, or a log line is written.
+///           None waits for the requester.
 /// Owns:     its timer and copies of what it is given. start() never keeps the request.
 /// Fails:    calls that come at the wrong time return -1. Refused sends and a refused timer are not
 ///           reported. Exceptions of the sender or the timer reach the caller, with the lock

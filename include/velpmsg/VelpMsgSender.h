@@ -30,7 +30,8 @@ extern template class VELPMSG_API Singleton<VelpMsgSender>;
 ///
 /// Threads:  any operation from any thread, also from inside handler and timer callbacks; never
 ///           sendRequestWaitForResponse() from a bus callback, which would wait for itself.
-/// Blocks:   only sendRequestWaitForResponse(); the others never wait for a receiver.
+/// Blocks:   sendRequestWaitForResponse(); the others only while another thread sends or a log line
+///           is written, never for a receiver.
 /// Owns:     nothing that is passed to it; messages are copied by the bus. The instance itself is
 ///           deleted at exit: threads that still wait for an answer must end before main() does.
 /// Fails:    sends return false when the bus refuses the message; a broken lock or condition throws
