@@ -18,6 +18,7 @@ namespace {
 struct CallState {
   int error = 0;
   unsigned int calls = 0;
+  std::function<void()> before;
   std::function<void()> action;
 };
 
@@ -34,6 +35,7 @@ std::function<void()>& yieldAction() {
 int countAndFail(PosixCall call) {
   CallState& state = stateOf(call);
   ++state.calls;
+  if (const auto action = std::exchange(state.before, {})) action();
   if (state.action) state.action();
   return state.error;
 }
@@ -42,6 +44,10 @@ int countAndFail(PosixCall call) {
 
 unsigned int callsOf(PosixCall call) {
   return stateOf(call).calls;
+}
+
+void beforeNext(PosixCall call, std::function<void()> action) {
+  stateOf(call).before = std::move(action);
 }
 
 FailingCall::FailingCall(PosixCall call, int error, std::function<void()> action) : call(call) {

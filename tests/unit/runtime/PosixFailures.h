@@ -25,6 +25,9 @@ enum class PosixCall {
 /// How often this thread has made `call` through the wrapper.
 unsigned int callsOf(PosixCall call);
 
+/// Runs `action` before this thread makes `call` the next time, and not again.
+void beforeNext(PosixCall call, std::function<void()> action);
+
 /// As long as it lives, `call` fails with `error` when this thread makes it, after `action`.
 class FailingCall {
  public:

@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
+#include <cstdlib>
 #include <limits>
 #include <memory>
 #include <set>
@@ -17,6 +18,7 @@
 using testing::ElementsAre;
 using velp::nextDue;
 using velp::TimerService;
+using velp::test::beforeNext;
 using velp::test::FailingCall;
 using velp::test::LogCapture;
 using velp::test::PosixCall;
@@ -116,4 +118,17 @@ TEST(TimerHandles, AreFreedWithTheirVelTimer) {
   VelTimer second;
 
   EXPECT_NE(registerIdle(second), 0);
+}
+
+TEST(TimerServiceDeathTest, IsOneWhenTwoThreadsMakeIt) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  EXPECT_EXIT(
+      {
+        // The second comes when the first has seen that there is none, and is done before it.
+        TimerService* second = nullptr;
+        beforeNext(PosixCall::condInit, [&second] { second = &TimerService::get(); });
+        const TimerService* const first = &TimerService::get();
+        std::exit(first == second ? 0 : 1);
+      },
+      testing::ExitedWithCode(0), "");
 }
