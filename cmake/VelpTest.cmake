@@ -23,6 +23,11 @@ function(velp_add_test name label)
   target_link_libraries(${name} PRIVATE
     velp_options velpmsg_testing velp_test_support GTest::gmock_main)
   target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR} ${PROJECT_SOURCE_DIR}/tests)
+  if(VELP_COVERAGE)
+    target_sources(${name} PRIVATE ${PROJECT_SOURCE_DIR}/tests/support/keepCounters.cpp)
+    target_link_options(${name} PRIVATE
+      -Wl,--wrap=abort -Wl,--wrap=_exit -Wl,--wrap=_Exit)
+  endif()
   gtest_discover_tests(${name} DISCOVERY_TIMEOUT 60 DISCOVERY_MODE PRE_TEST
     PROPERTIES LABELS ${label} ${limits})
 endfunction()
