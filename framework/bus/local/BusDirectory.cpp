@@ -49,7 +49,7 @@ void createIfMissing(const std::string& path) {
   if (mkdir(path.c_str(), 0700) == 0 || errno == EEXIST) return;
   refuse(errno, path,
          "is missing and cannot be created: create it, with mode 0700 for one user or "
-         "1770 for a group");
+         "1770 for a group, or name another by local:DIR");
 }
 
 void refuseSymlink(const std::string& path) {
@@ -81,7 +81,9 @@ void requireSafe(const std::string& path, const struct stat& status) {
                ", who is neither root nor this process's user: use one that does not");
   }
   if ((status.st_mode & S_IWOTH) != 0) {
-    refuse(EACCES, path, "can be written by others: chmod o-w it");
+    refuse(EACCES, path,
+           "can be written by others: name a directory of your own, or chmod o-w this one if "
+           "nobody else uses it");
   }
   if ((status.st_mode & S_IWGRP) != 0 && (status.st_mode & S_ISVTX) == 0) {
     refuse(EACCES, path,

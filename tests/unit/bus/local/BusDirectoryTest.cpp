@@ -57,7 +57,9 @@ TEST_F(BusDirectoryTest, AcceptsASharedOneWithTheStickyBit) {
 TEST_F(BusDirectoryTest, RefusesWhatOthersCanWrite) {
   for (const mode_t mode : {0777u, 01777u, 0702u}) {
     setMode(mode);
-    expectRefusal(bus, EACCES, "can be written by others: chmod o-w it");
+    expectRefusal(bus, EACCES,
+                  "can be written by others: name a directory of your own, or chmod o-w this one "
+                  "if nobody else uses it");
   }
 }
 
@@ -123,7 +125,7 @@ TEST_F(BusDirectoryTest, CreatesAMissingOneForItsUserAlone) {
 TEST_F(BusDirectoryTest, DoesNotCreateParents) {
   expectRefusal(bus + "/missing/fresh", ENOENT,
                 "is missing and cannot be created: create it, with mode 0700 for one user or 1770 "
-                "for a group");
+                "for a group, or name another by local:DIR");
   EXPECT_FALSE(std::filesystem::exists(bus + "/missing"));
 }
 
