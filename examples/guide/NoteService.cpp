@@ -87,6 +87,8 @@ requestState_t NoteService::add(const VelpClientMessageRequest& request) {
 // [snippet get]
 requestState_t NoteService::get(const VelpClientMessageRequest& request) {
   VelpMsgSender* sender = VelpMsgSender::getInstance();
+  // Before the answer, as in answer(): the check may send one.
+  handler.setRequestState(request.getMsgID(), AVAILABLE);
   if (!sender->checkRequestLengthTxErrResponse(request, 4)) return AVAILABLE;
   const auto found = notes.find(numberIn(request));
   if (found == notes.end()) return refuse(request, ERROR_NO_SUCH_NOTE, "no such note");
