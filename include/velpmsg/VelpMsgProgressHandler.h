@@ -56,11 +56,11 @@ class VELPMSG_API VelpMsgProgressHandler {
   /// above the ceiling is reported, too, and stays. Returns 0, or -1 when not active.
   int update(unsigned char value, unsigned char ceiling, unsigned short index);
   /// The same with a text of the service's own in place of the step, this once: the ticks go on
-  /// with the step set last.
+  /// with the step set last. A text of more than 255 characters does not read back.
   int update(unsigned char value, unsigned char ceiling, const std::string& text);
   /// Reports step `index` at the present percentage. Returns 0, or -1 when not active.
   int updateInfo(unsigned short index);
-  /// The same with a text of the service's own, this once.
+  /// The same with a text of the service's own, this once; of at most 255 characters, as above.
   int updateInfo(const std::string& text);
 
   /// Ends the ticks and makes the handler inactive, ready for the next start(). Sends nothing: the
