@@ -114,25 +114,30 @@ bool succeedsInChild(Action action) {
   return WIFEXITED(status) && WEXITSTATUS(status) == 0;
 }
 
-// Exits after a callback ended the timer thread; says whether its stack was unwound.
+// Arrives when it dies.
+struct ArrivesAtItsEnd {
+  explicit ArrivesAtItsEnd(Latch& latch) : latch(latch) {}
+  ~ArrivesAtItsEnd() { latch.arrive(); }
+  ArrivesAtItsEnd(const ArrivesAtItsEnd&) = delete;
+  ArrivesAtItsEnd& operator=(const ArrivesAtItsEnd&) = delete;
+  Latch& latch;
+};
+
+// Exits when the timer thread, which a callback has ended, is gone; says whether its stack was
+// unwound.
 [[noreturn]] void exitAfterThreadEndedInCallback() {
-  struct Guard {
-    explicit Guard(Latch& latch) : latch(latch) {}
-    ~Guard() {
-      std::fputs("unwound\n", stderr);
-      latch.arrive();
-    }
-    Latch& latch;
-  };
   Latch unwound;
+  Latch gone;
   VelTimer timer;
-  const auto ending = [&unwound](unsigned long long, unsigned short,
-                                 Interval&) -> VelTimer::timerResult_t {
-    const Guard guard(unwound);
+  const auto ending = [&](unsigned long long, unsigned short,
+                          Interval&) -> VelTimer::timerResult_t {
+    static thread_local const ArrivesAtItsEnd ofThread(gone);
+    const ArrivesAtItsEnd ofStack(unwound);
     pthread_exit(nullptr);
   };
-  const bool registered = timer.registerTimer(ending, 1, 0, false) != 0;
-  _exit(registered && unwound.waitFor() ? 0 : 1);
+  const bool registered = timer.registerTimer(ending, 1, 0, false) != 0 && gone.waitFor();
+  if (unwound.count() == 1) std::fputs("unwound\n", stderr);
+  _exit(registered ? 0 : 1);
 }
 
 }  // namespace
