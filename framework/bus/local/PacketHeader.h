@@ -18,8 +18,9 @@ struct PacketHeader {
   std::uint32_t length = 0;
 };
 
-/// Frames up to this size travel in the packet itself; it is faster than a sealed memory file.
-constexpr std::size_t maxInlineFrame = 64u * 1024;
+/// Frames up to this size travel in the packet itself; it is faster than a sealed memory file. Room
+/// for 64 KiB of payload and what else a message has.
+constexpr std::size_t maxInlineFrame = 68u * 1024;
 
 std::array<unsigned char, PacketHeader::size> encodePacketHeader(const PacketHeader& header);
 /// Empty unless the bytes begin with a header of this version with known flags only.

@@ -164,7 +164,7 @@ TEST_F(LocalTransportTest, TellsItsLivesApart) {
 TEST_F(LocalTransportTest, CarriesFramesOfAllSizesInOrder) {
   const auto sender = open("Sender");
   const auto receiver = open("Receiver");
-  const std::vector<std::size_t> sizes{0, 1, 65536, 65537, 1000000, 2};
+  const std::vector<std::size_t> sizes{0, 1, 69632, 69633, 1000000, 2};
   for (const std::size_t size : sizes) {
     const Bytes frame(size, 'x');
     ASSERT_TRUE(sender->send("Receiver", frame.data(), frame.size()));
@@ -203,7 +203,7 @@ TEST_F(LocalTransportTest, ServesHonestPeersBesideHostileOnes) {
   for (unsigned int round = 1; round <= 20; ++round) {
     const RawClient silent(path + "/Some");
     const RawClient garbage(path + "/Some");
-    ASSERT_TRUE(garbage.send(Bytes(70000, 'x'), mostDescriptors));
+    ASSERT_TRUE(garbage.send(Bytes(80000, 'x'), mostDescriptors));
     const unsigned char frame = 1;
     ASSERT_TRUE(sender->send("Some", &frame, 1));
     ASSERT_TRUE(taken.waitFor(round));

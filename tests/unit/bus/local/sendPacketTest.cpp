@@ -68,8 +68,8 @@ TEST_F(SendPacket, PutsAFrameBehindItsHeaderAsDocumented) {
             (Bytes{0x01, 0, 0, 0, 0, 0, 0, 0x03, 0xAA, 0xBB, 0xCC}));
 }
 
-TEST_F(SendPacket, KeepsFramesInlineUpTo64KiB) {
-  for (const std::size_t size : {0u, 1u, 65535u, 65536u}) {
+TEST_F(SendPacket, KeepsFramesInlineUpTo68KiB) {
+  for (const std::size_t size : {0u, 1u, 69631u, 69632u}) {
     const Bytes frame = someFrame(size);
     ASSERT_EQ(send(frame), SendResult::sent);
     expectInline(frame);
@@ -78,7 +78,7 @@ TEST_F(SendPacket, KeepsFramesInlineUpTo64KiB) {
 
 TEST_F(SendPacket, PutsLargerFramesIntoMemoryFiles) {
   const NoLeaks noLeaks;
-  for (const std::size_t size : {65537u, 1000000u, 16777216u}) {
+  for (const std::size_t size : {69633u, 1000000u, 16777216u}) {
     const Bytes frame = someFrame(size);
     ASSERT_EQ(send(frame), SendResult::sent);
     expectLarge(frame);
@@ -109,14 +109,14 @@ TEST_F(SendPacket, LeaksNoMemoryFileThatIsNotTaken) {
   fillQueue();
   for (const int code : {EAGAIN, ETOOMANYREFS, EPIPE}) {
     const FailingCall failing(Call::sendmsg, {code});
-    EXPECT_NE(send(Bytes(65537)), SendResult::sent);
+    EXPECT_NE(send(Bytes(69633)), SendResult::sent);
   }
 }
 
 TEST_F(SendPacket, TellsThatTheReceiverIsGone) {
   pair.right.reset();
   EXPECT_EQ(send({1}), SendResult::gone);
-  EXPECT_EQ(send(Bytes(65537)), SendResult::gone);
+  EXPECT_EQ(send(Bytes(69633)), SendResult::gone);
   EXPECT_EQ(sendBytes(pair.left.get(), Bytes(1).data(), 1), SendResult::gone);
 }
 
@@ -149,7 +149,7 @@ TEST_F(SendPacket, GivesUpWhenEvenAMemoryFileDoesNotFit) {
 TEST_F(SendPacket, GivesUpWithoutAMemoryFile) {
   const NoLeaks noLeaks;
   const FailingCall failing(Call::memfd_create, {EMFILE});
-  EXPECT_EQ(send(Bytes(65537)), SendResult::notTaken);
+  EXPECT_EQ(send(Bytes(69633)), SendResult::notTaken);
   EXPECT_EQ(reader.receive(pair.right.get(), packet), ReceiveResult::nothingNow);
 }
 
