@@ -3,7 +3,6 @@
 // A service process: serves the package manager's log as an event list, and removes events, until
 // SIGTERM or SIGINT.
 #include <SQLiteCpp/Exception.h>
-#include <signal.h>
 
 #include <CLI/CLI.hpp>
 #include <chrono>
@@ -14,6 +13,7 @@
 #include <string>
 #include <vector>
 
+#include "../endSignals.h"
 #include "../say.h"
 #include "EventService.h"
 #include "EventStore.h"
@@ -85,16 +85,6 @@ std::size_t countServed(const EventStore& store, std::size_t limit) {
   return events.size();
 }
 
-// The signals that end the service. main() blocks them before any other thread exists, so that
-// every thread inherits it and sigwait() gets them.
-sigset_t endSignals() {
-  sigset_t signals;
-  sigemptyset(&signals);
-  sigaddset(&signals, SIGTERM);
-  sigaddset(&signals, SIGINT);
-  return signals;
-}
-
 int serve(const Options& options) {
   PackageLog log;
   if (!readLog(options, log)) return 1;
@@ -106,17 +96,14 @@ int serve(const Options& options) {
   service.join(options.name, options.bus);
   say(stdout, "ready: {} events, as {} on {}", count, options.name, options.bus);
 
-  const sigset_t ends = endSignals();
-  int received = 0;
-  sigwait(&ends, &received);
+  waitForEndSignal();
   return 0;
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
-  const sigset_t ends = endSignals();
-  pthread_sigmask(SIG_BLOCK, &ends, nullptr);
+  blockEndSignals();
   Options options;
   CLI::App app("Serves the package manager's log as an event list.");
   try {

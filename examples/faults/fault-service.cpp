@@ -1,7 +1,6 @@
 // SPDX-FileCopyrightText: libvelpmsg contributors
 // SPDX-License-Identifier: Apache-2.0
 // A service process: keeps the fault records of all others until SIGTERM or SIGINT.
-#include <signal.h>
 
 #include <CLI/CLI.hpp>
 #include <cstddef>
@@ -9,6 +8,7 @@
 #include <exception>
 #include <string>
 
+#include "../endSignals.h"
 #include "../say.h"
 #include "FaultRecords.h"
 #include "FaultService.h"
@@ -26,16 +26,6 @@ void declare(CLI::App& app, Options& options) {
       ->capture_default_str();
 }
 
-// The signals that end the service. main() blocks them before any other thread exists, so that
-// every thread inherits it and sigwait() gets them.
-sigset_t endSignals() {
-  sigset_t signals;
-  sigemptyset(&signals);
-  sigaddset(&signals, SIGTERM);
-  sigaddset(&signals, SIGINT);
-  return signals;
-}
-
 int serve(const Options& options) {
   FaultRecords records(options.records);
   if (records.tornBytes() > 0) {
@@ -48,9 +38,7 @@ int serve(const Options& options) {
   say(stdout, "ready: {} records in {}, as FaultManagement on {}", count, options.records,
       options.bus);
 
-  const sigset_t ends = endSignals();
-  int received = 0;
-  sigwait(&ends, &received);
+  waitForEndSignal();
   service.leave();
   say(stdout, "ended: kept {} records, could not keep {}", service.getKept(), service.getLost());
   return 0;
@@ -59,8 +47,7 @@ int serve(const Options& options) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  const sigset_t ends = endSignals();
-  pthread_sigmask(SIG_BLOCK, &ends, nullptr);
+  blockEndSignals();
   Options options;
   CLI::App app("Keeps the fault records that processes file with FaultManagement.");
   try {

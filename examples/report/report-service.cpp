@@ -1,7 +1,6 @@
 // SPDX-FileCopyrightText: libvelpmsg contributors
 // SPDX-License-Identifier: Apache-2.0
 // A service process: packs files into archives on request until SIGTERM or SIGINT.
-#include <signal.h>
 
 #include <CLI/CLI.hpp>
 #include <chrono>
@@ -10,6 +9,7 @@
 #include <exception>
 #include <string>
 
+#include "../endSignals.h"
 #include "../say.h"
 #include "ReportService.h"
 
@@ -37,16 +37,6 @@ void declare(CLI::App& app, Options& options) {
       ->capture_default_str();
 }
 
-// The signals that end the service. main() blocks them before any other thread exists, so that
-// every thread inherits it and sigwait() gets them.
-sigset_t endSignals() {
-  sigset_t signals;
-  sigemptyset(&signals);
-  sigaddset(&signals, SIGTERM);
-  sigaddset(&signals, SIGINT);
-  return signals;
-}
-
 int serve(const Options& options) {
   ReportService service({options.name, options.source, options.output,
                          std::chrono::milliseconds(options.tick), options.pace});
@@ -54,17 +44,14 @@ int serve(const Options& options) {
   say(stdout, "ready: packs {} into {}, as {} on {}", service.getSource(), service.getOutput(),
       options.name, options.bus);
 
-  const sigset_t ends = endSignals();
-  int received = 0;
-  sigwait(&ends, &received);
+  waitForEndSignal();
   return 0;
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
-  const sigset_t ends = endSignals();
-  pthread_sigmask(SIG_BLOCK, &ends, nullptr);
+  blockEndSignals();
   Options options;
   CLI::App app("Packs files into archives on request.");
   try {
