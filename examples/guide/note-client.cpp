@@ -80,7 +80,11 @@ int exportAndWatch() {
     std::cout << unsigned{response.getProgress()} << " % "
               << velp::escaped(response.getProgressText()) << std::endl;
   });
-  return print(VelpClientMessageRequest(MSG_EXPORT_NOTES, nullptr, 0));
+  VelpClientMessageResponse response;
+  const int status = ask(VelpClientMessageRequest(MSG_EXPORT_NOTES, nullptr, 0), response);
+  handler.stop();  // it prints on a thread of its own: no step behind the answer
+  if (status == 0) std::cout << velp::escaped(response.getString(0, 2)) << '\n';
+  return status;
 }
 // [snippet]
 
