@@ -3,6 +3,7 @@
 // Reads the fields of a byte form one after the other and never past its end.
 #pragma once
 
+#include <boost/endian/conversion.hpp>
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -15,7 +16,7 @@ struct ByteView {
   const unsigned char* data = nullptr;
   std::size_t size = 0;
 
-  std::string toString() const { return std::string(data, data + size); }
+  std::string toString() const { return std::string(reinterpret_cast<const char*>(data), size); }
   std::vector<unsigned char> toVector() const { return {data, data + size}; }
 };
 
@@ -25,9 +26,9 @@ class ByteReader {
  public:
   ByteReader(const unsigned char* data, std::size_t size) : rest{data, size} {}
 
-  std::uint8_t readByte(const char* field);
-  std::uint32_t readNumber(const char* field);
-  std::uint64_t readLongNumber(const char* field);
+  std::uint8_t readByte(const char* field) { return readBigEndian<std::uint8_t>(field); }
+  std::uint32_t readNumber(const char* field) { return readBigEndian<std::uint32_t>(field); }
+  std::uint64_t readLongNumber(const char* field) { return readBigEndian<std::uint64_t>(field); }
   /// A byte string with its length in front; points into the bytes being read.
   ByteView readBytes(const char* field);
 
@@ -40,8 +41,23 @@ class ByteReader {
   const std::string& getReason() const { return reason; }
 
  private:
-  ByteView take(std::size_t size);
-  std::uint64_t readBigEndian(std::size_t width, const char* field);
+  ByteView take(std::size_t size) {
+    const ByteView taken{rest.data, size};
+    rest.data += size;
+    rest.size -= size;
+    return taken;
+  }
+
+  template <typename Unsigned>
+  Unsigned readBigEndian(const char* field) {
+    if (sizeof(Unsigned) > rest.size) failInside(field);
+    if (hasFailed()) return 0;
+    constexpr auto order = boost::endian::order::big;
+    return boost::endian::endian_load<Unsigned, sizeof(Unsigned), order>(
+        take(sizeof(Unsigned)).data);
+  }
+
+  void failInside(const char* field);
 
   ByteView rest;
   std::string reason;

@@ -3,9 +3,10 @@
 // Writes the numbers and byte strings that the byte form of messages is made of.
 #pragma once
 
-#include <algorithm>
+#include <boost/endian/conversion.hpp>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <string>
 #include <vector>
 
@@ -17,17 +18,17 @@ constexpr std::uint64_t lengthWidth = 4;
 /// Writes `value` big-endian at `cursor` and moves `cursor` behind it.
 template <typename Unsigned>
 void writeNumber(unsigned char*& cursor, Unsigned value) {
-  for (int shift = 8 * (static_cast<int>(sizeof value) - 1); shift >= 0; shift -= 8) {
-    *cursor++ = static_cast<unsigned char>((value >> shift) & 0xFF);
-  }
+  boost::endian::endian_store<Unsigned, sizeof value, boost::endian::order::big>(cursor, value);
+  cursor += sizeof value;
 }
 
 /// Writes the length of `bytes` (a string or byte vector), which fits 32 bits, then the bytes.
 template <typename Bytes>
 void writeBytes(unsigned char*& cursor, const Bytes& bytes) {
   writeNumber(cursor, static_cast<std::uint32_t>(bytes.size()));
-  cursor = std::transform(bytes.begin(), bytes.end(), cursor,
-                          [](auto byte) { return static_cast<unsigned char>(byte); });
+  if (bytes.empty()) return;
+  std::memcpy(cursor, bytes.data(), bytes.size());
+  cursor += bytes.size();
 }
 
 }  // namespace velp

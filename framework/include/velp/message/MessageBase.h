@@ -66,7 +66,7 @@ class VELP_FRAMEWORK_API MessageBase {
   msgid_t getKind() const { return kind; }
   unsigned long long getContext() const { return context; }
   void setContext(unsigned long long value) { context = value; }
-  void setSourceChannel(const std::string& name) { sourceChannel = name; }
+  void setSourceChannel(std::string name) { sourceChannel = std::move(name); }
   const std::vector<unsigned char>& getRoute() const { return route; }
   void setRoute(std::vector<unsigned char> channels) { route = std::move(channels); }
 

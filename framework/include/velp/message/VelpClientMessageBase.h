@@ -3,6 +3,8 @@
 // What client requests and responses have in common.
 #pragma once
 
+#include <utility>
+
 #include "velp/message/MessageBase.h"
 
 /// A message of the client protocol: message ID, payload and text.
@@ -23,7 +25,7 @@ class VELP_FRAMEWORK_API VelpClientMessageBase : public MessageBase {
   /// VelpMsgHandler has queued it; "NotSet" before.
   const std::string& getText() const { return text; }
   void setPayload(std::vector<unsigned char> bytes) { payload = std::move(bytes); }
-  void setText(const std::string& value) { text = value; }
+  void setText(std::string value) { text = std::move(value); }
 
   /// The string field at byte `position` of the payload, whose big-endian length prefix is
   /// `lengthSize` (1 or 2) bytes wide. Empty when the payload does not hold the whole field or the
