@@ -3,10 +3,10 @@
 // Joining, leaving and sending.
 #include "bus/ParticipantImpl.h"
 
+#include <boost/container/small_vector.hpp>
 #include <cerrno>
 #include <mutex>
 #include <utility>
-#include <vector>
 
 #include "bus/Transport.h"
 #include "velp/message/ByteForm.h"
@@ -17,6 +17,9 @@
 namespace velp {
 
 namespace {
+
+// Most messages are small; they need no allocation.
+using FrameBytes = boost::container::small_vector<unsigned char, 512>;
 
 void requireName(const std::string& name) {
   if (isParticipantName(name)) return;
@@ -97,10 +100,13 @@ std::string Participant::Impl::getName() {
 }
 
 bool Participant::Impl::sendTo(const std::string& target, const MessageBase& message) {
-  if (!isParticipantName(target) || message.byteSize(true) > maxMessageSize) return false;
-  const std::vector<unsigned char> bytes = encodeMessage(message);
+  const std::uint64_t size = message.byteSize(true);
+  if (!isParticipantName(target) || size > maxMessageSize) return false;
+  FrameBytes frame(static_cast<std::size_t>(size), boost::container::default_init);
+  unsigned char* cursor = frame.data();
+  message.writeToByteArray(cursor, static_cast<unsigned int>(size), true);
   const LinkUse use(*this);
-  return use.get() != nullptr && use.get()->getTransport().send(target, bytes.data(), bytes.size());
+  return use.get() != nullptr && use.get()->getTransport().send(target, frame.data(), frame.size());
 }
 
 void Participant::Impl::withdraw() noexcept {

@@ -1,6 +1,6 @@
 // SPDX-FileCopyrightText: libvelpmsg contributors
 // SPDX-License-Identifier: Apache-2.0
-// One sendmsg() per packet, which never waits.
+// One system call per packet, which never waits.
 #include "bus/local/sendPacket.h"
 
 #include <sys/socket.h>
@@ -21,12 +21,27 @@ bool isGone(int code) {
   return code == EPIPE || code == ECONNRESET || code == ECONNREFUSED || code == ENOTCONN;
 }
 
-SendResult sendMessage(int fd, const msghdr& message, int& code) {
-  while (sendmsg(fd, &message, MSG_DONTWAIT | MSG_NOSIGNAL) < 0) {
+constexpr int sendFlags = MSG_DONTWAIT | MSG_NOSIGNAL;
+
+// Up to this size a frame is copied behind its header: that costs less than telling the kernel of
+// two parts.
+constexpr std::size_t copiedFrame = 1024;
+
+template <typename Call>
+SendResult sendBy(const Call& call, int& code) {
+  while (call() < 0) {
     code = errno;
     if (code != EINTR) return isGone(code) ? SendResult::gone : SendResult::notTaken;
   }
   return SendResult::sent;
+}
+
+SendResult sendMessage(int fd, const msghdr& message, int& code) {
+  return sendBy([&] { return sendmsg(fd, &message, sendFlags); }, code);
+}
+
+SendResult sendWhole(int fd, const unsigned char* bytes, std::size_t size, int& code) {
+  return sendBy([&] { return send(fd, bytes, size, sendFlags); }, code);
 }
 
 // sendmsg() does not write through these pointers, though its types do not say so.
@@ -40,6 +55,12 @@ PacketHeader headerFor(std::size_t size, bool large) {
 
 SendResult sendInline(int fd, const unsigned char* bytes, std::size_t size, int& code) {
   const auto header = encodePacketHeader(headerFor(size, false));
+  if (size <= copiedFrame) {
+    std::array<unsigned char, PacketHeader::size + copiedFrame> packet;
+    std::memcpy(packet.data(), header.data(), header.size());
+    std::memcpy(packet.data() + header.size(), bytes, size);
+    return sendWhole(fd, packet.data(), header.size() + size, code);
+  }
   std::array<iovec, 2> parts{part(header.data(), header.size()), part(bytes, size)};
   msghdr message = {};
   message.msg_iov = parts.data();
@@ -71,12 +92,8 @@ SendResult sendLarge(int fd, const unsigned char* bytes, std::size_t size) {
 }  // namespace
 
 SendResult sendBytes(int fd, const unsigned char* bytes, std::size_t size) {
-  iovec whole = part(bytes, size);
-  msghdr message = {};
-  message.msg_iov = &whole;
-  message.msg_iovlen = 1;
   int code = 0;
-  return sendMessage(fd, message, code);
+  return sendWhole(fd, bytes, size, code);
 }
 
 SendResult sendFrame(int fd, const unsigned char* bytes, std::size_t size) {

@@ -150,7 +150,7 @@ TEST_F(OutboundTest, GoesOnConnectingAfterInterruptions) {
 TEST_F(OutboundTest, FailsWhenItsHelloIsNotTaken) {
   const NoLeaks noLeaks;
   for (const int code : {EAGAIN, EPIPE}) {
-    const FailingCall failing(Call::sendmsg, {code});
+    const FailingCall failing(Call::send, {code});
     EXPECT_FALSE(send({1}));
     EXPECT_TRUE(packets(accept()).empty());
     EXPECT_EQ(failing.calls(), 1u);
@@ -181,7 +181,7 @@ TEST_F(OutboundTest, OpensALostConnectionAgainForThePacketThatMeetsItsEnd) {
 TEST_F(OutboundTest, OpensALostConnectionAgainOnce) {
   ASSERT_TRUE(send({1}));
   // The frame, the new connection's hello, and the frame there.
-  const FailingCall failing(Call::sendmsg, {EPIPE, 0, EPIPE});
+  const FailingCall failing(Call::send, {EPIPE, 0, EPIPE});
   EXPECT_FALSE(send({2}));
   EXPECT_EQ(failing.calls(), 3u);
   EXPECT_THAT(codes(), ElementsAre(STATUS_LINK_LOST, STATUS_LINK_BACK, STATUS_LINK_LOST));

@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 #include <sys/socket.h>
 
+#include <array>
 #include <cerrno>
 
 #include "bus/local/PacketHeader.h"
@@ -22,6 +23,14 @@ Bytes someFrame(std::size_t size) {
   for (std::size_t i = 0; i < size; ++i) bytes[i] = static_cast<unsigned char>(i * 7 + i / 256);
   return bytes;
 }
+
+// How a frame of a size goes: copied behind its header, beside it, or as a memory file.
+struct Road {
+  std::size_t size;
+  Call call;
+};
+constexpr std::array<Road, 3> roads{
+    {{1024, Call::send}, {1025, Call::sendmsg}, {69633, Call::sendmsg}}};
 
 class SendPacket : public testing::Test {
  protected:
@@ -69,7 +78,7 @@ TEST_F(SendPacket, PutsAFrameBehindItsHeaderAsDocumented) {
 }
 
 TEST_F(SendPacket, KeepsFramesInlineUpTo68KiB) {
-  for (const std::size_t size : {0u, 1u, 69631u, 69632u}) {
+  for (const std::size_t size : {0u, 1u, 1023u, 1024u, 1025u, 69631u, 69632u}) {
     const Bytes frame = someFrame(size);
     ASSERT_EQ(send(frame), SendResult::sent);
     expectInline(frame);
@@ -121,29 +130,37 @@ TEST_F(SendPacket, TellsThatTheReceiverIsGone) {
 }
 
 TEST_F(SendPacket, TellsTheEndOfAConnectionFromWantOfRoom) {
-  for (const int code : {EPIPE, ECONNRESET, ECONNREFUSED, ENOTCONN}) {
-    const FailingCall failing(Call::sendmsg, {code});
-    EXPECT_EQ(send({1}), SendResult::gone) << code;
-  }
-  for (const int code : {EAGAIN, ENOBUFS, ENOMEM, ETOOMANYREFS, EPERM, EACCES, EIO}) {
-    const FailingCall failing(Call::sendmsg, {code});
-    EXPECT_EQ(send({1}), SendResult::notTaken) << code;
+  const auto expectOfEach = [this](const Road& road, SendResult expected, int code) {
+    const FailingCall failing(road.call, {code});
+    EXPECT_EQ(send(Bytes(road.size)), expected) << road.size << " bytes, " << code;
+  };
+  for (const Road& road : roads) {
+    for (const int code : {EPIPE, ECONNRESET, ECONNREFUSED, ENOTCONN}) {
+      expectOfEach(road, SendResult::gone, code);
+    }
+    for (const int code : {EAGAIN, ENOBUFS, ENOMEM, ETOOMANYREFS, EPERM, EACCES, EIO}) {
+      expectOfEach(road, SendResult::notTaken, code);
+    }
   }
 }
 
 TEST_F(SendPacket, GoesOnAfterInterruptions) {
-  const FailingCall interrupted(Call::sendmsg, {EINTR, EINTR});
-  EXPECT_EQ(send({1}), SendResult::sent);
-  EXPECT_EQ(interrupted.calls(), 3u);
-  expectInline({1});
-  EXPECT_EQ(reader.receive(pair.right.get(), packet), ReceiveResult::nothingNow) << "sent twice";
+  for (const Road& road : roads) {
+    const FailingCall interrupted(road.call, {EINTR, EINTR});
+    EXPECT_EQ(send(Bytes(road.size)), SendResult::sent);
+    EXPECT_EQ(interrupted.calls(), 3u);
+    EXPECT_EQ(reader.receive(pair.right.get(), packet), ReceiveResult::packet);
+    EXPECT_EQ(reader.receive(pair.right.get(), packet), ReceiveResult::nothingNow) << "sent twice";
+  }
 }
 
 TEST_F(SendPacket, GivesUpWhenEvenAMemoryFileDoesNotFit) {
   const NoLeaks noLeaks;
-  const FailingCall failing(Call::sendmsg, {EMSGSIZE, EMSGSIZE});
+  const FailingCall packet(Call::send, {EMSGSIZE});
+  const FailingCall file(Call::sendmsg, {EMSGSIZE});
   EXPECT_EQ(send({1}), SendResult::notTaken);
-  EXPECT_EQ(failing.calls(), 2u);
+  EXPECT_EQ(packet.calls(), 1u);
+  EXPECT_EQ(file.calls(), 1u);
 }
 
 TEST_F(SendPacket, GivesUpWithoutAMemoryFile) {

@@ -115,6 +115,8 @@ VELP_WRAP(char*, realpath, nullptr, (const char* path, char* resolved), (path, r
 VELP_WRAP(int, recvmmsg, -1,
           (int fd, mmsghdr* messages, unsigned int count, int flags, timespec* limit),
           (fd, messages, count, flags, limit))
+VELP_WRAP(ssize_t, send, -1, (int fd, const void* bytes, std::size_t size, int flags),
+          (fd, bytes, size, flags))
 VELP_WRAP(ssize_t, sendmsg, -1, (int fd, const msghdr* message, int flags), (fd, message, flags))
 VELP_WRAP(int, socket, -1, (int domain, int type, int protocol), (domain, type, protocol))
 VELP_WRAP(int, unlinkat, -1, (int directory, const char* path, int flags), (directory, path, flags))

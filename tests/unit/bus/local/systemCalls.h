@@ -30,6 +30,7 @@ enum class Call {
   pthread_mutex_lock,
   realpath,
   recvmmsg,
+  send,
   sendmsg,
   socket,
   unlinkat,
