@@ -86,23 +86,25 @@ void CallbackRegistry::report(VelpBusProxyCallback::StatusCBType_t type, int cod
 }
 
 void CallbackRegistry::callEach(const msgid_t* kind, const Call& call) {
-  const std::uint64_t last = lastTicket();
-  std::uint64_t ticket = 0;
-  while (VelpBusProxyCallback* callback = beginCall(kind, ticket, last)) callOne(*callback, call);
+  Round round{kind, 0, 0};
+  VelpBusProxyCallback* callback = beginRound(round);
+  while (callback != nullptr) {
+    callOne(*callback, call);
+    callback = goOn(round);
+  }
 }
 
-std::uint64_t CallbackRegistry::lastTicket() {
+VelpBusProxyCallback* CallbackRegistry::beginRound(Round& round) {
   MutexLocker locker(mutex);
-  return table->nextTicket - 1;
+  round.last = table->nextTicket - 1;
+  return beginCallNoLock(round);
 }
 
-VelpBusProxyCallback* CallbackRegistry::beginCall(const msgid_t* kind, std::uint64_t& ticket,
-                                                  std::uint64_t last) {
-  MutexLocker locker(mutex);
+VelpBusProxyCallback* CallbackRegistry::beginCallNoLock(Round& round) {
   for (const Registration& registration : table->registrations) {
-    if (registration.ticket <= ticket || registration.ticket > last) continue;
-    if (!wantsNoLock(registration.callback, kind)) continue;
-    ticket = registration.ticket;
+    if (registration.ticket <= round.ticket || registration.ticket > round.last) continue;
+    if (!wantsNoLock(registration.callback, round.kind)) continue;
+    round.ticket = registration.ticket;
     running = registration.callback;
     runner = pthread_self();
     return running;
@@ -116,8 +118,13 @@ bool CallbackRegistry::wantsNoLock(VelpBusProxyCallback* callback, const msgid_t
   return filter == table->filters.end() || filter->second.count(*kind) != 0;
 }
 
-void CallbackRegistry::endCall() {
+VelpBusProxyCallback* CallbackRegistry::goOn(Round& round) {
   MutexLocker locker(mutex);
+  endCallNoLock();
+  return beginCallNoLock(round);
+}
+
+void CallbackRegistry::endCallNoLock() {
   running = nullptr;
   ++endedCalls;
   for (const std::shared_ptr<Condition>& waiter : waiters) waiter->signal();
@@ -127,12 +134,12 @@ void CallbackRegistry::endCall() {
 void CallbackRegistry::callOne(VelpBusProxyCallback& callback, const Call& call) {
   try {
     call(callback);
-    endCall();
   } catch (const std::exception& error) {
     dropAfterThrow(callback, error.what());
   } catch (...) {
     if (isForcedUnwind()) {
-      endCall();
+      MutexLocker locker(mutex);
+      endCallNoLock();
       throw;
     }
     dropAfterThrow(callback, "not a std::exception");
@@ -145,8 +152,8 @@ void CallbackRegistry::dropAfterThrow(VelpBusProxyCallback& callback, const std:
   {
     MutexLocker locker(mutex);
     forgetNoLock(callback);
+    endCallNoLock();
   }
-  endCall();
   report(VelpBusProxyCallback::STATUS_ERROR, STATUS_CALLBACK_THREW,
          "a callback threw and was taken off the bus: " + escaped(what));
 }

@@ -50,6 +50,12 @@ class CallbackRegistry {
     std::uint64_t ticket;
     VelpBusProxyCallback* callback;
   };
+  // All calls for one message or report: where it is, and the last ticket there was when it began.
+  struct Round {
+    const msgid_t* kind;
+    std::uint64_t ticket;
+    std::uint64_t last;
+  };
   struct Table {
     std::vector<Registration> registrations;
     std::map<VelpBusProxyCallback*, std::set<msgid_t>> filters;
@@ -57,15 +63,16 @@ class CallbackRegistry {
   };
 
   void callEach(const msgid_t* kind, const Call& call);
-  VelpBusProxyCallback* beginCall(const msgid_t* kind, std::uint64_t& ticket, std::uint64_t last);
-  void endCall();
+  VelpBusProxyCallback* beginRound(Round& round);
+  VelpBusProxyCallback* beginCallNoLock(Round& round) VELP_REQUIRES(mutex);
+  VelpBusProxyCallback* goOn(Round& round);
+  void endCallNoLock() VELP_REQUIRES(mutex);
   void waitForEndNoLock() VELP_REQUIRES(mutex);
   void callOne(VelpBusProxyCallback& callback, const Call& call);
   void dropAfterThrow(VelpBusProxyCallback& callback, const std::string& what);
   void forgetNoLock(VelpBusProxyCallback& callback) VELP_REQUIRES(mutex);
   void putInPlaceNoLock(std::unique_ptr<const Table> next) VELP_REQUIRES(mutex);
   bool wantsNoLock(VelpBusProxyCallback* callback, const msgid_t* kind) const VELP_REQUIRES(mutex);
-  std::uint64_t lastTicket();
 
   Mutex mutex;
   // Never changed, but replaced: at whatever moment the process forks, `current` is a whole table.
