@@ -44,14 +44,16 @@ void takeControlMessages(msghdr& message, ReceivedPacket& packet) {
   }
 }
 
-// The headers that one call fills.
-class Headers {
+}  // namespace
+
+// What one call fills. A call leaves behind what the next one needs, but for the room for control
+// messages, which shrinks to what came.
+class PacketReader::Slots {
  public:
-  Headers(unsigned char* buffers, std::size_t count) : count(count) {
-    for (std::size_t i = 0; i < count; ++i) {
-      wholes[i] = {buffers + i * packetRoom, packetRoom};
-      msghdr& header = headers[i].msg_hdr;
-      header = {};
+  Slots() : buffers(new unsigned char[most * packetRoom]) {
+    for (std::size_t i = 0; i < most; ++i) {
+      wholes[i] = {buffers.get() + i * packetRoom, packetRoom};
+      msghdr& header = messages[i].msg_hdr;
       header.msg_iov = &wholes[i];
       header.msg_iovlen = 1;
       header.msg_control = controls[i].bytes.data();
@@ -60,17 +62,18 @@ class Headers {
   }
 
   // Returns how many came, or -1.
-  int receive(int fd) {
-    return recvmmsg(fd, headers.data(), static_cast<unsigned int>(count),
+  int receive(int fd, std::size_t limit) {
+    return recvmmsg(fd, messages.data(), static_cast<unsigned int>(limit),
                     MSG_DONTWAIT | MSG_CMSG_CLOEXEC, nullptr);
   }
 
   ReceivedPacket take(std::size_t i) {
     ReceivedPacket packet;
-    msghdr& header = headers[i].msg_hdr;
+    msghdr& header = messages[i].msg_hdr;
     takeControlMessages(header, packet);
+    header.msg_controllen = controls[i].bytes.size();
     packet.bytes = static_cast<const unsigned char*>(wholes[i].iov_base);
-    packet.size = headers[i].msg_len;
+    packet.size = messages[i].msg_len;
     packet.truncated = (header.msg_flags & (MSG_TRUNC | MSG_CTRUNC)) != 0;
     return packet;
   }
@@ -80,24 +83,24 @@ class Headers {
     ControlBuffer bytes;
   };
 
-  const std::size_t count;
-  std::array<iovec, PacketReader::most> wholes;
-  std::array<Control, PacketReader::most> controls;
-  std::array<mmsghdr, PacketReader::most> headers;
+  // Not initialised: pages that no packet has reached cost nothing.
+  const std::unique_ptr<unsigned char[]> buffers;
+  std::array<iovec, most> wholes;
+  std::array<Control, most> controls;
+  std::array<mmsghdr, most> messages = {};
 };
 
-}  // namespace
+PacketReader::PacketReader() : slots(std::make_unique<Slots>()) {}
 
-PacketReader::PacketReader() : buffers(new unsigned char[most * packetRoom]) {}
+PacketReader::~PacketReader() = default;
 
 bool PacketReader::receive(int fd, std::size_t limit, Packets& packets) {
   packets.clear();
   int count;
   bool errorSeen = false;
   do {
-    Headers headers(buffers.get(), limit);
-    count = headers.receive(fd);
-    for (int i = 0; i < count; ++i) packets.push_back(headers.take(static_cast<std::size_t>(i)));
+    count = slots->receive(fd, limit);
+    for (int i = 0; i < count; ++i) packets.push_back(slots->take(static_cast<std::size_t>(i)));
     // A reset stands in front of the packets that came before it; it is told once.
   } while (count < 0 &&
            (errno == EINTR || (errno == ECONNRESET && !std::exchange(errorSeen, true))));

@@ -31,6 +31,7 @@ class PacketReader {
   using Packets = boost::container::static_vector<ReceivedPacket, most>;
 
   PacketReader();
+  ~PacketReader();
 
   /// Takes the next packets of `fd`, as many as there are and at most `limit`. An error pending on
   /// the connection is passed over: what was sent before it is still to be read. False when
@@ -38,8 +39,9 @@ class PacketReader {
   bool receive(int fd, std::size_t limit, Packets& packets);
 
  private:
-  // Not initialised: pages that no packet has reached cost nothing.
-  const std::unique_ptr<unsigned char[]> buffers;
+  class Slots;
+
+  const std::unique_ptr<Slots> slots;
 };
 
 }  // namespace velp
