@@ -35,6 +35,7 @@ long long nanoseconds() {
 }  // namespace
 
 bool BriefWait::begin() {
+  if (!VELP_BRIEF_WAITS) return false;
   if (skips > 0) {
     --skips;
     return false;
