@@ -21,7 +21,7 @@ void serve(int argc, char** argv, const sigset_t& ends) {
   // [snippet join]
   NoteService service(limit, file, pace);
   VelpBusProxy::getInstance()->connect("NoteService", bus);
-  std::cout << "ready" << std::endl;
+  std::cout << "ready\n" << std::flush;  // in one piece: the library logs there, too
   // [snippet]
 
   // [snippet wait]
