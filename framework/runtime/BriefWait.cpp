@@ -10,7 +10,7 @@
 //     once, 1, 2, 4 ... of them, so that a service with little to do wastes next to nothing;
 //   - nobody else needs the processor: a yield then lasts until the other's time slice ends, and
 //     that could be thousands of times longer than the sleep saved. One such yield is enough to
-//     leave it alone for hundreds of waits, and for more each time it happens again.
+//     leave it alone for thousands of waits, and for more each time it happens again.
 #include "velp/runtime/BriefWait.h"
 
 #include <time.h>
@@ -23,7 +23,7 @@ namespace {
 
 constexpr long long crowdedYield = 100000;
 constexpr unsigned int mostSkipsAfterVain = 64;
-constexpr unsigned int fewestSkipsAfterCrowd = 256;
+constexpr unsigned int fewestSkipsAfterCrowd = 4096;
 constexpr unsigned int mostSkipsAfterCrowd = 65536;
 
 long long nanoseconds() {
@@ -50,7 +50,7 @@ bool BriefWait::isOverAfterYield(bool there) {
   lastYield = now;
   if (yield > crowdedYield) {
     skips = skipsAfterCrowd =
-        std::clamp(skipsAfterCrowd * 2, fewestSkipsAfterCrowd, mostSkipsAfterCrowd);
+        std::clamp(skipsAfterCrowd * 4, fewestSkipsAfterCrowd, mostSkipsAfterCrowd);
     return true;
   }
   if (there) {

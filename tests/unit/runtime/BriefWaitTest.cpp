@@ -122,15 +122,15 @@ TEST_F(BriefWaits, EndAfterOneYieldThatSomebodyElseNeeded) {
   ASSERT_TRUE(sut.begin());
   EXPECT_FALSE(wait(never, 100001));
   EXPECT_EQ(fake.yields, 1u);
-  EXPECT_EQ(skipped(), 256u);
+  EXPECT_EQ(skipped(), 4096u);
   EXPECT_TRUE(wait(1, 100001)) << "what came meanwhile has come";
-  EXPECT_EQ(skipped(), 512u);
+  EXPECT_EQ(skipped(), 16384u);
 }
 
-TEST_F(BriefWaits, AreSkippedTwiceAsOftenAfterEachInACrowdUpTo65536Times) {
+TEST_F(BriefWaits, AreSkippedFourTimesAsOftenAfterEachInACrowdUpTo65536Times) {
   skipped();
   waitInACrowd();
-  for (unsigned int expected = 256; expected < 200000; expected *= 2) {
+  for (unsigned int expected = 4096; expected < 500000; expected *= 4) {
     EXPECT_EQ(skipped(), std::min(expected, 65536u));
     waitInACrowd();
   }
@@ -141,15 +141,13 @@ TEST_F(BriefWaits, ForgetACrowdLittleByLittle) {
   waitInACrowd();
   skipped();
   waitInACrowd();
-  skipped();
-  waitInACrowd();
-  EXPECT_EQ(skipped(), 1024u);
+  EXPECT_EQ(skipped(), 16384u);
   for (int i = 0; i < 400; ++i) {
     waitWithSuccess();
     EXPECT_EQ(skipped(), 0u);
   }
   waitInACrowd();
-  EXPECT_EQ(skipped(), 2u * (1024 - 400));
+  EXPECT_EQ(skipped(), 4u * (16384 - 400));
 }
 
 }  // namespace
