@@ -52,7 +52,7 @@ void addRole(CLI::App& app, const char* name, const char* text, Options& options
 }
 
 void print(const json& object) {
-  std::cout << object.dump() << std::endl;
+  std::cout << object.dump() + "\n" << std::flush;
 }
 
 json describe(const Usage& usage) {
@@ -128,7 +128,8 @@ int run(int argc, char** argv, const Roles& roles) {
 }
 
 void sayReady() {
-  std::cout << "ready" << std::endl;
+  // In one piece: the library writes lines of its own, from other threads.
+  std::cout << "ready\n" << std::flush;
 }
 
 void serveUntilEnd() {
