@@ -9,8 +9,9 @@
 //   - what is awaited comes within microseconds: after each wait in vain the next ones sleep at
 //     once, 1, 2, 4 ... of them, so that a service with little to do wastes next to nothing;
 //   - nobody else needs the processor: a yield then lasts until the other's time slice ends, and
-//     that could be thousands of times longer than the sleep saved. One such yield is enough to
-//     leave it alone for thousands of waits, and for more each time it happens again.
+//     that could be thousands of times longer than the sleep saved. One such yield may be chance
+//     and costs little: hundreds of waits sleep at once; a second and a third are a crowd, which is
+//     left alone for tens of thousands.
 #include "velp/runtime/BriefWait.h"
 
 #include <time.h>
@@ -23,7 +24,7 @@ namespace {
 
 constexpr long long crowdedYield = 100000;
 constexpr unsigned int mostSkipsAfterVain = 64;
-constexpr unsigned int fewestSkipsAfterCrowd = 4096;
+constexpr unsigned int fewestSkipsAfterCrowd = 256;
 constexpr unsigned int mostSkipsAfterCrowd = 65536;
 
 long long nanoseconds() {
@@ -50,7 +51,7 @@ bool BriefWait::isOverAfterYield(bool there) {
   lastYield = now;
   if (yield > crowdedYield) {
     skips = skipsAfterCrowd =
-        std::clamp(skipsAfterCrowd * 4, fewestSkipsAfterCrowd, mostSkipsAfterCrowd);
+        std::clamp(skipsAfterCrowd * 16, fewestSkipsAfterCrowd, mostSkipsAfterCrowd);
     return true;
   }
   if (there) {

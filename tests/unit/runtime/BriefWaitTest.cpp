@@ -122,15 +122,15 @@ TEST_F(BriefWaits, EndAfterOneYieldThatSomebodyElseNeeded) {
   ASSERT_TRUE(sut.begin());
   EXPECT_FALSE(wait(never, 100001));
   EXPECT_EQ(fake.yields, 1u);
-  EXPECT_EQ(skipped(), 4096u);
+  EXPECT_EQ(skipped(), 256u);
   EXPECT_TRUE(wait(1, 100001)) << "what came meanwhile has come";
-  EXPECT_EQ(skipped(), 16384u);
+  EXPECT_EQ(skipped(), 4096u);
 }
 
-TEST_F(BriefWaits, AreSkippedFourTimesAsOftenAfterEachInACrowdUpTo65536Times) {
+TEST_F(BriefWaits, AreSkippedSixteenTimesAsOftenAfterEachInACrowdUpTo65536Times) {
   skipped();
   waitInACrowd();
-  for (unsigned int expected = 4096; expected < 500000; expected *= 4) {
+  for (unsigned int expected = 256; expected < 20000000; expected *= 16) {
     EXPECT_EQ(skipped(), std::min(expected, 65536u));
     waitInACrowd();
   }
@@ -141,13 +141,13 @@ TEST_F(BriefWaits, ForgetACrowdLittleByLittle) {
   waitInACrowd();
   skipped();
   waitInACrowd();
-  EXPECT_EQ(skipped(), 16384u);
-  for (int i = 0; i < 400; ++i) {
+  EXPECT_EQ(skipped(), 4096u);
+  for (int i = 0; i < 1000; ++i) {
     waitWithSuccess();
     EXPECT_EQ(skipped(), 0u);
   }
   waitInACrowd();
-  EXPECT_EQ(skipped(), 4u * (16384 - 400));
+  EXPECT_EQ(skipped(), 16u * (4096 - 1000));
 }
 
 }  // namespace
