@@ -6,6 +6,7 @@
 #include <sys/socket.h>
 #include <sys/uio.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstring>
@@ -57,8 +58,7 @@ SendResult sendInline(int fd, const unsigned char* bytes, std::size_t size, int&
   const auto header = encodePacketHeader(headerFor(size, false));
   if (size <= copiedFrame) {
     std::array<unsigned char, PacketHeader::size + copiedFrame> packet;
-    std::memcpy(packet.data(), header.data(), header.size());
-    std::memcpy(packet.data() + header.size(), bytes, size);
+    std::copy(bytes, bytes + size, std::copy(header.begin(), header.end(), packet.begin()));
     return sendWhole(fd, packet.data(), header.size() + size, code);
   }
   std::array<iovec, 2> parts{part(header.data(), header.size()), part(bytes, size)};
