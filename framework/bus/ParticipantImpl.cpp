@@ -104,7 +104,9 @@ bool Participant::Impl::sendTo(const std::string& target, const MessageBase& mes
   if (!isParticipantName(target) || size > maxMessageSize) return false;
   FrameBytes frame(static_cast<std::size_t>(size), boost::container::default_init);
   unsigned char* cursor = frame.data();
-  message.writeToByteArray(cursor, static_cast<unsigned int>(size), true);
+  // What a message leaves out must not go as it happens to stand in memory.
+  if (!message.writeToByteArray(cursor, static_cast<unsigned int>(size), true)) return false;
+  if (cursor != frame.data() + size) return false;
   const LinkUse use(*this);
   return use.get() != nullptr && use.get()->getTransport().send(target, frame.data(), frame.size());
 }

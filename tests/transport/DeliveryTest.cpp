@@ -161,6 +161,31 @@ class StrangeMessage : public MessageBase {
   const char* kindName() const override { return "strange"; }
 };
 
+// Says that it has a byte that it does not write.
+class SparingMessage : public StrangeMessage {
+ public:
+  std::uint64_t byteSize(bool withBase) const override {
+    return StrangeMessage::byteSize(withBase) + 1;
+  }
+};
+
+class RefusingMessage : public StrangeMessage {
+ public:
+  bool writeToByteArray(unsigned char*&, unsigned int, bool) const override { return false; }
+};
+
+TEST_P(Delivery, RefusesAMessageThatDoesNotWriteWhatItSays) {
+  Member sender("Sender", *bus);
+  Member receiver("Receiver", *bus);
+
+  EXPECT_FALSE(sender->sendTo("Receiver", SparingMessage()));
+  EXPECT_FALSE(sender->sendTo("Receiver", RefusingMessage()));
+
+  settle(sender, receiver);
+  EXPECT_EQ(receiver.recorder.count(), 0u);
+  EXPECT_TRUE(receiver.recorder.reports(STATUS_FRAME_REFUSED).empty());
+}
+
 TEST_P(Delivery, ReportsWhatIsNoMessageAndGoesOn) {
   Member sender("Sender", *bus);
   Member receiver("Receiver", *bus);

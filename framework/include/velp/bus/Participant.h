@@ -54,7 +54,7 @@ class VELP_FRAMEWORK_API Participant {
 
   /// Sends a copy of `message` to the participant named `target`. True when the receiver's
   /// transport has the whole of it; false when it is absent, too far behind, or the message exceeds
-  /// 16 MiB.
+  /// 16 MiB or does not write as many bytes as it says it has.
   bool sendTo(const std::string& target, const MessageBase& message);
 
  private:
