@@ -77,8 +77,9 @@ int exportAndWatch() {
   handler.registerResponse(MSG_EXPORT_NOTES, [](const VelpClientMessageResponse& response) {
     if (response.getStatus() != VelpClientMessageResponse::STATUS_PROGRESS) return;
     if (response.getText() != "NoteService") return;  // anybody may send such a message
-    std::cout << unsigned{response.getProgress()} << " % "
-              << velp::escaped(response.getProgressText()) << std::endl;
+    std::cout << std::to_string(response.getProgress()) + " % " +
+                     velp::escaped(response.getProgressText()) + '\n'
+              << std::flush;
   });
   VelpClientMessageResponse response;
   const int status = ask(VelpClientMessageRequest(MSG_EXPORT_NOTES, nullptr, 0), response);
