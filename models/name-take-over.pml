@@ -3,7 +3,8 @@
 // A name on a local bus: never has two owners, however its processes start, leave and die.
 //
 // Built with -DWITHOUT_LOCK a starter asks whether the socket that stands in its place answers, and
-// removes it if not: the search then finds two owners.
+// removes it if not: the search then finds two owners. Built with -DUNLOCK_FIRST the lock is given
+// back before the socket is removed: the search finds somebody else's socket removed.
 #define PROCESSES 3
 #define LIVES 2
 
@@ -33,28 +34,20 @@ inline die(self) {
   }
 }
 
-inline leave(self) {
-  atomic {
-    owners--;
-    owning = false
-  };
+inline unlock(self) {
   atomic {
     if
-    :: inPlace == self -> inPlace = nobody
+    :: holder == self -> holder = nobody
     :: else -> skip
     fi
-  };
-  listening[self] = false;
-  if
-  :: holder == self -> holder = nobody
-  :: else -> skip
-  fi
+  }
 }
+
+#define mayDie if :: die(_pid); goto ended :: skip fi
 
 active [PROCESSES] proctype participant() {
   byte lives;
-  bool owning;
-  bool answers;
+  bool owning, answers;
   do
   :: lives == LIVES -> break
   :: else ->
@@ -62,43 +55,51 @@ active [PROCESSES] proctype participant() {
 #ifdef WITHOUT_LOCK
     atomic { answers = (inPlace != nobody && listening[inPlace]) };
     if
-    :: answers -> goto refused
+    :: answers -> goto ended
     :: else -> skip
     fi;
 #else
     atomic {
       if
       :: holder == nobody -> holder = _pid
-      :: else -> goto refused
+      :: else -> goto ended
       fi
     };
 #endif
-    if
-    :: die(_pid); goto refused
-    :: skip
-    fi;
+    mayDie;
     inPlace = nobody;  // removes a stale socket
-    if
-    :: die(_pid); goto refused
-    :: skip
-    fi;
+    mayDie;
     // Binds, which fails when a socket stands there.
     atomic {
       if
       :: inPlace == nobody -> inPlace = _pid
-      :: else -> die(_pid); goto refused
+      :: else -> die(_pid); goto ended
       fi
     };
+    mayDie;
     atomic {
       listening[_pid] = true;
       owning = true;
       own(_pid)
     };
-    if
-    :: die(_pid)
-    :: assert(inPlace == _pid); leave(_pid)
-    fi;
-refused:
+    mayDie;
+    // Leaves. The socket is removed by its name, whosever it is.
+#ifdef UNLOCK_FIRST
+    unlock(_pid);
+#endif
+    atomic {
+#ifndef WITHOUT_LOCK
+      assert(inPlace == _pid);
+#endif
+      inPlace = nobody;
+      owners--;
+      owning = false
+    };
+    mayDie;
+    listening[_pid] = false;
+    mayDie;
+    unlock(_pid);
+ended:
     skip
   od
 }
