@@ -8,15 +8,14 @@ ratios to floor-local of the same round. Works: A, requests of 32 bytes with ans
 B1M, with large answers; C, one-way messages of 64 bytes.
 """
 
-import argparse
 import collections
-import json
 import os
 import platform
 import random
 import sys
 
 import chart
+import commandline
 import runs
 import tables
 from brokers import BROKERS
@@ -96,16 +95,12 @@ def say(text):
 
 
 def arguments():
-    parser = argparse.ArgumentParser(description=__doc__.split("\n", maxsplit=1)[0])
-    parser.add_argument("--bin", default="build/release/bin", help="where the programs are")
+    parser = commandline.parser(__doc__, "compare")
+    commandline.add_rounds(parser)
     parser.add_argument("--only", action="append", choices=WORKS, help="this work only; repeatable")
     parser.add_argument("--systems", default="", help="these only: words that names begin with")
-    parser.add_argument("--rounds", type=int, default=9)
-    parser.add_argument("--seed", type=int, default=random.SystemRandom().randrange(10**6))
     parser.add_argument("--count-factor", type=float, default=1, help="so many times the work")
-    parser.add_argument("--out", default="build/bench-compare.json", help="all results as JSON")
     parser.add_argument("--chart", default="", help="an SVG chart of the medians")
-    parser.add_argument("--quick", action="store_true", help="one tiny round, to see that it works")
     return parser.parse_args()
 
 
@@ -127,9 +122,7 @@ def main():
                           options.bin, random.Random(options.seed)))
     record = {"seed": options.seed, "machine": platform.uname()._asdict(), "cpus": os.cpu_count(),
               "missing": missing, "results": results}
-    os.makedirs(os.path.dirname(os.path.abspath(options.out)), exist_ok=True)
-    with open(options.out, "w", encoding="utf-8") as file:
-        json.dump(record, file, indent=1)
+    commandline.save(options, record)
     print(tables.text(record))
     if options.chart:
         with open(options.chart, "w", encoding="utf-8") as file:

@@ -8,8 +8,6 @@ participant, one handler), and of one that has been asked; times from exec to "r
 first answer, both with all that a process does before main().
 """
 
-import argparse
-import json
 import os
 import shutil
 import statistics
@@ -17,6 +15,7 @@ import subprocess
 import sys
 import time
 
+import commandline
 import runs
 import tables
 import usage
@@ -128,18 +127,13 @@ def start_rows(starts):
 
 
 def main():
-    parser = argparse.ArgumentParser(description=__doc__.split("\n", maxsplit=1)[0])
-    parser.add_argument("--bin", default="build/release/bin", help="where the programs are")
+    parser = commandline.parser(__doc__, "footprint")
     parser.add_argument("--lib", default="build/release/lib", help="where the libraries are")
     parser.add_argument("--lib32", default="build/release-m32/lib", help="those of 32 bits")
     parser.add_argument("--rounds", type=int, default=25, help="starts")
-    parser.add_argument("--out", default="build/bench-footprint.json", help="all results as JSON")
-    parser.add_argument("--quick", action="store_true", help="once and briefly")
     options = parser.parse_args()
     found = measure(options)
-    os.makedirs(os.path.dirname(os.path.abspath(options.out)), exist_ok=True)
-    with open(options.out, "w", encoding="utf-8") as file:
-        json.dump(found, file, indent=1)
+    commandline.save(options, found)
     body = [*size_rows(found["stripped_bytes"]), *idle_rows(found["idle"]),
             *start_rows(found["start"])]
     print("\n".join(tables.lines(["what", "figure", "more"], body)))

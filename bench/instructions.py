@@ -8,14 +8,13 @@ cancel. How long a thread waits, and how often it looks meanwhile, differs from 
 "waiting" stands apart, and the rest repeats within some percent, however busy the machine is.
 """
 
-import argparse
 import collections
-import json
 import os
 import re
 import shutil
 import sys
 
+import commandline
 import runs
 import tables
 
@@ -126,12 +125,9 @@ def row(system, functions):
 
 
 def main():
-    parser = argparse.ArgumentParser(description=__doc__.split("\n", maxsplit=1)[0])
-    parser.add_argument("--bin", default="build/release/bin", help="where the programs are")
+    parser = commandline.parser(__doc__, "instructions")
     parser.add_argument("--systems", default="", help="these only: words that names begin with")
     parser.add_argument("--functions", type=int, default=0, help="also so many costliest functions")
-    parser.add_argument("--out", default="build/bench-instructions.json", help="all costs as JSON")
-    parser.add_argument("--quick", action="store_true", help="few requests, to see that it works")
     options = parser.parse_args()
     if shutil.which("valgrind") is None:
         print("missing: valgrind (Debian: valgrind)")
@@ -139,9 +135,7 @@ def main():
     chosen = [s for s in SYSTEMS if s.startswith(tuple(options.systems.split(",")))]
     costs = {system: for_one_request(system, os.path.join(options.bin, f"bench-{system}"),
                                      options.quick) for system in chosen}
-    os.makedirs(os.path.dirname(os.path.abspath(options.out)), exist_ok=True)
-    with open(options.out, "w", encoding="utf-8") as file:
-        json.dump(costs, file, indent=1)
+    commandline.save(options, costs)
     headings = ["system", "all but waiting", *(group for group, _ in GROUPS), OTHERS]
     print("\n".join(tables.lines(headings, [row(*item) for item in costs.items()])))
     for system in costs if options.functions else ():

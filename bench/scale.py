@@ -9,15 +9,14 @@ The points of a row are measured in random order, round after round; figures are
 point of the same round, memory is KiB.
 """
 
-import argparse
 import collections
 import contextlib
-import json
 import os
 import random
 import statistics
 import sys
 
+import commandline
 import runs
 import tables
 import usage
@@ -132,13 +131,9 @@ def text(found):
 
 
 def arguments():
-    parser = argparse.ArgumentParser(description=__doc__.split("\n", maxsplit=1)[0])
-    parser.add_argument("--bin", default="build/release/bin", help="where the programs are")
+    parser = commandline.parser(__doc__, "scale")
+    commandline.add_rounds(parser)
     parser.add_argument("--only", action="append", choices=SERIES, help="this one; repeatable")
-    parser.add_argument("--rounds", type=int, default=9)
-    parser.add_argument("--seed", type=int, default=random.SystemRandom().randrange(10**6))
-    parser.add_argument("--out", default="build/bench-scale.json", help="all results as JSON")
-    parser.add_argument("--quick", action="store_true", help="one tiny round, to see that it works")
     return parser.parse_args()
 
 
@@ -151,9 +146,7 @@ def main():
     print(f"seed {options.seed}")
     found = list(rounds(series, options, QUICK_REQUESTS if options.quick else REQUESTS,
                         random.Random(options.seed)))
-    os.makedirs(os.path.dirname(os.path.abspath(options.out)), exist_ok=True)
-    with open(options.out, "w", encoding="utf-8") as file:
-        json.dump({"seed": options.seed, "results": found}, file, indent=1)
+    commandline.save(options, {"seed": options.seed, "results": found})
     print(text(found))
     return 0
 

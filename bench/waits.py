@@ -7,13 +7,12 @@ Two builds of the library, with brief waits and without, do the same work in tur
 round after round; figures are ratios to the build without in the same round.
 """
 
-import argparse
 import collections
-import json
 import os
 import random
 import sys
 
+import commandline
 import runs
 import scale
 import tables
@@ -66,14 +65,10 @@ def row(name, found):
 
 
 def arguments():
-    parser = argparse.ArgumentParser(description=__doc__.split("\n", maxsplit=1)[0])
-    parser.add_argument("--bin", default="build/release/bin", help="programs with brief waits")
+    parser = commandline.parser(__doc__, "waits")
+    commandline.add_rounds(parser)
     parser.add_argument("--asleep", default="build/release-asleep/bin",
                         help="programs built with VELP_BRIEF_WAITS=OFF")
-    parser.add_argument("--rounds", type=int, default=9)
-    parser.add_argument("--seed", type=int, default=random.SystemRandom().randrange(10**6))
-    parser.add_argument("--out", default="build/bench-waits.json", help="all results as JSON")
-    parser.add_argument("--quick", action="store_true", help="one tiny round, to see that it works")
     return parser.parse_args()
 
 
@@ -84,9 +79,7 @@ def main():
     print(f"seed {options.seed}")
     requests = QUICK_REQUESTS if options.quick else REQUESTS
     found = list(rounds(options, requests, random.Random(options.seed)))
-    os.makedirs(os.path.dirname(os.path.abspath(options.out)), exist_ok=True)
-    with open(options.out, "w", encoding="utf-8") as file:
-        json.dump({"seed": options.seed, "results": found}, file, indent=1)
+    commandline.save(options, {"seed": options.seed, "results": found})
     headings = ["with / without", *(figure.heading for figure in FIGURES)]
     print("\n".join(tables.lines(headings, [row(name, found) for name in SETTINGS])))
     return 0
