@@ -118,6 +118,7 @@ bool CallbackRegistry::wantsNoLock(VelpBusProxyCallback* callback, const msgid_t
   return filter == table->filters.end() || filter->second.count(*kind) != 0;
 }
 
+// A call that threw has ended already; to end it again does no harm, as nobody waits for it.
 VelpBusProxyCallback* CallbackRegistry::goOn(Round& round) {
   MutexLocker locker(mutex);
   endCallNoLock();
