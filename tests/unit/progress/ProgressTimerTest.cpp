@@ -27,6 +27,16 @@ class ProgressTimer : public HookedProgress {
     timerHooks().cancelTimer = [this](unsigned short handle) { cancelled.push_back(handle); };
   }
 
+  // Six responses.
+  void sendInEachWay() {
+    EXPECT_EQ(start(), 0);
+    EXPECT_EQ(sut->update(20, 90, 4), 0);
+    EXPECT_EQ(sut->update(20, 90, "text"), 0);
+    EXPECT_EQ(sut->updateInfo(4), 0);
+    EXPECT_EQ(sut->updateInfo("text"), 0);
+    tick();
+  }
+
   std::vector<Registration> registrations;
   std::vector<unsigned short> cancelled;
 };
@@ -111,12 +121,7 @@ TEST_F(ProgressOrder, LinesAreWrittenBeforeTheResponseThatTheyTellOf) {
   };
   sut->traceLevel = 1;
 
-  EXPECT_EQ(start(), 0);
-  EXPECT_EQ(sut->update(20, 90, 4), 0);
-  EXPECT_EQ(sut->update(20, 90, "text"), 0);
-  EXPECT_EQ(sut->updateInfo(4), 0);
-  EXPECT_EQ(sut->updateInfo("text"), 0);
-  tick();
+  sendInEachWay();
 
   EXPECT_THAT(linesAtSends, ElementsAre(1, 2, 3, 4, 5, 6));
 }
@@ -194,12 +199,7 @@ TEST_F(ProgressLock, IsHeldForEverySend) {
     return true;
   };
 
-  EXPECT_EQ(start(), 0);
-  EXPECT_EQ(sut->update(20, 90, 4), 0);
-  EXPECT_EQ(sut->update(20, 90, "text"), 0);
-  EXPECT_EQ(sut->updateInfo(4), 0);
-  EXPECT_EQ(sut->updateInfo("text"), 0);
-  tick();
+  sendInEachWay();
 
   EXPECT_EQ(sends, 6u);
   EXPECT_FALSE(sut->isLocked());
